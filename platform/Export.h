@@ -1,0 +1,13 @@
+// Marks what leaves the shared library. Everything else in it is hidden, so a class or function
+// that a host may use carries ONDREL_API.
+#pragma once
+
+#if defined(_WIN32)
+#if defined(ONDREL_BUILDING)
+#define ONDREL_API __declspec(dllexport)
+#else
+#define ONDREL_API __declspec(dllimport)
+#endif
+#else
+#define ONDREL_API __attribute__((visibility("default")))
+#endif
