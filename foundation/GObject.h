@@ -1,0 +1,13 @@
+// The class that weak pointers (GPointer) may point at: its end clears all of them.
+#pragma once
+
+#include "foundation/GRTTIObject.h"
+
+class ONDREL_API GObject : public GRTTIObject {
+    G_DECLARE_CLASS(GObject)
+  public:
+    GObject() = default;
+    GObject(GObject const &) = default;
+    GObject & operator=(GObject const &) = default;
+    ~GObject() override;
+};
