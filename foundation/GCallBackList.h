@@ -1,0 +1,57 @@
+// Plain functions that want to be told: each is registered with a reason, a call states its reason,
+// and those that asked for it or for any reason are called.
+#pragma once
+
+#include "foundation/TGVector.h"
+
+#include <cstdint>
+
+class GCallBackReason {
+  public:
+    /// The address of this very object: a static reason is unique without a list of numbers.
+    GCallBackReason() : value_(static_cast<long>(reinterpret_cast<std::intptr_t>(this))) {}
+    constexpr explicit GCallBackReason(long value) : value_(value) {}
+
+    bool operator==(GCallBackReason const & other) const { return value_ == other.value_; }
+    bool operator!=(GCallBackReason const & other) const { return value_ != other.value_; }
+
+  private:
+    long value_;
+};
+
+/// All reasons.
+extern ONDREL_API GCallBackReason const GAnyReason;
+
+/// `reason` and `param` come from the call, `data` from the registration.
+using GCallBackFunction = void (*)(GCallBackReason reason, void * param, void * data);
+
+struct GCallBackItem {
+    GCallBackFunction function;
+    GCallBackReason reason;
+    void * data;
+    long count; // how many times it was attached
+};
+
+class GCallBackListRep : public TGVector<GCallBackItem> {
+  public:
+    GCallBackListRep() : TGVector<GCallBackItem>(0, 4, true) {}
+};
+
+class ONDREL_API GCallBackList {
+  public:
+    GCallBackList();
+    ~GCallBackList();
+    GCallBackList(GCallBackList const &) = delete;
+    GCallBackList & operator=(GCallBackList const &) = delete;
+
+    /// The same function, reason and data again is counted. What is registered for any reason
+    /// covers all narrower ones.
+    void attach_callback(GCallBackFunction function, GCallBackReason reason, void * data);
+    /// Undoes one attach; with GAnyReason all of this function and data at once.
+    void detach_callback(GCallBackFunction function, GCallBackReason reason, void * data);
+    /// Calls those of this reason and of any, the last one first.
+    void call(GCallBackReason reason, void * param);
+
+  private:
+    GCallBackListRep * rep_;
+};
