@@ -15,6 +15,9 @@ class ONDREL_API GCollection : public GStreamable {
     /// `limit` slots at once; growth by `delta` slots (at least 1) when they are used up.
     GCollection(long limit, long delta, unsigned char shouldDelete);
     explicit GCollection(StreamableInit) : GCollection() {}
+    /// Does not own its items, otherwise as the default; needs no start-up code.
+    struct Borrowing {};
+    constexpr explicit GCollection(Borrowing) : shouldDelete_(0) {}
     /// Frees the array only, see above.
     ~GCollection() override;
     GCollection(GCollection const &) = delete;
@@ -120,6 +123,7 @@ class TGCollection : public GCollection {
     TGCollection(long limit, long delta, unsigned char shouldDelete)
         : GCollection(limit, delta, shouldDelete) {}
     explicit TGCollection(StreamableInit init) : GCollection(init) {}
+    constexpr explicit TGCollection(Borrowing borrowing) : GCollection(borrowing) {}
     ~TGCollection() override { TGCollection::shut_down(); }
 
     T * at(long index) const { return static_cast<T *>(GCollection::at(index)); }
