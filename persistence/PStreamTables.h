@@ -1,0 +1,79 @@
+// The memory of an object stream: which objects went through it already, so that a second
+// reference costs a few bytes and comes back as the same object. A scene has hundreds of thousands
+// of them, so both tables are made to be cheap per object.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+class GStreamable;
+
+namespace ondrel_detail {
+
+/// Written objects: from the pointer to the index, by open addressing.
+class PointerTable {
+  public:
+    /// The index of a known object, otherwise 0.
+    std::uint32_t find(GStreamable const * object) const {
+        if (slots_.empty())
+            return 0;
+        std::size_t const mask = slots_.size() - 1;
+        for (std::size_t i = place(object); slots_[i].object; i = (i + 1) & mask)
+            if (slots_[i].object == object)
+                return slots_[i].index;
+        return 0;
+    }
+    /// Gives out the next index, the first being 1. An object that is known keeps the index it
+    /// has, though the number is used up all the same: the reader counts frames.
+    std::uint32_t insert(GStreamable const * object);
+    /// Forgets all; numbering starts again.
+    void clear();
+
+  private:
+    struct Slot {
+        GStreamable const * object;
+        std::uint32_t index;
+    };
+
+    std::size_t place(GStreamable const * object) const {
+        auto const value = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(object));
+        // Multiplying spreads the middle bits of an address over the upper ones.
+        return static_cast<std::size_t>((value * 0x9E3779B97F4A7C15u) >> shift_);
+    }
+    void grow();
+
+    std::vector<Slot> slots_; // a power of two of them, at most two thirds in use
+    std::size_t used_ = 0;
+    unsigned int shift_ = 64; // 64 less the logarithm of the number of slots
+    std::uint32_t next_ = 1;
+};
+
+/// Objects that were read, in the order of their prefixes. It grows block by block, so that no
+/// entry is ever copied and the table never takes more than its entries and one block.
+class ObjectTable {
+  public:
+    long getCount() const { return count_; }
+    GStreamable * at(long index) const { return blocks_[block(index)][offset(index)]; }
+    void put(long index, GStreamable * object) { blocks_[block(index)][offset(index)] = object; }
+    void append(GStreamable * object) {
+        if (offset(count_) == 0 && block(count_) == blocks_.size())
+            blocks_.push_back(std::make_unique<GStreamable *[]>(blockSize));
+        put(count_++, object);
+    }
+    void clear() {
+        blocks_.clear();
+        count_ = 0;
+    }
+
+  private:
+    static constexpr std::size_t blockSize = 2048;
+    static std::size_t block(long index) { return static_cast<std::size_t>(index) / blockSize; }
+    static std::size_t offset(long index) { return static_cast<std::size_t>(index) % blockSize; }
+
+    std::vector<std::unique_ptr<GStreamable *[]>> blocks_;
+    long count_ = 0;
+};
+
+} // namespace ondrel_detail
