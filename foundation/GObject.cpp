@@ -1,0 +1,10 @@
+// The end of a GObject is what weak pointers listen to.
+#include "foundation/GObject.h"
+
+#include "foundation/GPointer.h"
+
+G_DEFINE_CLASS(GObject, "GObject", GRTTIObject)
+
+GObject::~GObject() {
+    GPointer::ObjectDestroyed(this);
+}
