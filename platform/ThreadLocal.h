@@ -1,0 +1,23 @@
+// The per-thread word that is read and written on the stepping path. Where the system allows it,
+// the slot is reached inline at a fixed distance from the thread's own register, without a call.
+#pragma once
+
+#include "platform/Export.h"
+
+namespace platform {
+
+#if defined(_WIN32)
+ONDREL_API void *& contextSlot();
+#else
+/// Given a place at program start (initial-exec): one pointer is always to be had there, even when
+/// the library is loaded late.
+extern ONDREL_API constinit thread_local void * g_contextSlot
+    __attribute__((tls_model("initial-exec")));
+
+/// The head of the calling thread's stack of emergency contexts; null at first.
+inline void *& contextSlot() {
+    return g_contextSlot;
+}
+#endif
+
+} // namespace platform
