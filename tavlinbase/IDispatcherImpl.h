@@ -141,7 +141,7 @@ class ONDREL_API IDispatcherImpl : public IDispatcher, public IDispatcher::Info 
   public:
     bool invoke(DispParams * params) override;
     /// The object itself.
-    Info const * getTypeInfo() override;
+    IDispatcher::Info const * getTypeInfo() override;
 
     /// The names of all tables, hidden ones included, from the most derived table on.
     int getNamesCount() const override;

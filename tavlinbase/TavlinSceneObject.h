@@ -31,7 +31,7 @@ class ONDREL_API DispObjectRegistrar : public UniqueObject,
     /// read gives the object of that name; anything else is refused.
     bool invoke(DispParams * params) override;
     /// The registrar itself.
-    Info const * getTypeInfo() override;
+    IDispatcher::Info const * getTypeInfo() override;
     int getNamesCount() const override;
     /// Leaves `thisOffset` and `function` alone: there is nothing native behind a name.
     bool getNameInfo(int index, NameLinkID * name, CallType * type, int * thisOffset,
