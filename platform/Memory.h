@@ -1,5 +1,5 @@
-// Address space by the page: reserved first, given memory behind it piece by piece, returned in one.
-// Pools build on this so that what they hand out never moves.
+// Address space by the page: reserved first, given memory behind it piece by piece, returned in
+// one. Pools build on this so that what they hand out never moves.
 #pragma once
 
 #include "platform/Export.h"
