@@ -86,6 +86,8 @@ inline constexpr unsigned long waitForever = 0xFFFFFFFFul;
 /// Results of waits that are no index.
 inline constexpr int waitTimedOut = -1;
 inline constexpr int waitFailed = -2;
+/// How many handles one wait takes.
+inline constexpr int maxWaitHandles = 8;
 
 using ThreadBody = unsigned long (*)(void * argument);
 
@@ -134,8 +136,8 @@ ONDREL_API void closeEvent(HANDLE event);
 
 /// Waits until the event is signalled or the thread has ended: 0, waitTimedOut or waitFailed.
 ONDREL_API int wait(HANDLE handle, unsigned long milliseconds);
-/// Waits for the first of several, at most 8: the lowest index that passes, waitTimedOut or
-/// waitFailed.
+/// Waits for the first of several, at most maxWaitHandles: the lowest index that passes,
+/// waitTimedOut or waitFailed.
 ONDREL_API int waitForAny(HANDLE const * handles, int count, unsigned long milliseconds);
 
 } // namespace platform

@@ -1,0 +1,7 @@
+#include "platform/ThreadLocal.h"
+
+namespace platform {
+
+constinit thread_local void * g_contextSlot = nullptr;
+
+} // namespace platform
