@@ -67,7 +67,11 @@ class ONDREL_API Thread {
     std::uint32_t threadId() const { return threadId_; }
 
   protected:
+    /// What the thread does. An exception that leaves it is a crash.
     virtual void run() = 0;
+    bool isCurrent() const { return platform::isCurrentThread(handle_); }
+    /// Takes all suspensions back, and waits for the end unless this is the thread itself.
+    void finish();
     /// Ends the calling thread, which must be this one; the object is not deleted.
     [[noreturn]] void exit(unsigned long code);
     HANDLE handle() const { return handle_; }
@@ -104,8 +108,8 @@ class ONDREL_API EventCallback : public Thread {
     void run() override;
 
   private:
-    EventCallback(HANDLE source, char const * failure, char const * eventName, Function function,
-                  void * argument, char const * threadName, int priority, bool autoReset,
+    /// Takes the handle over, and starts suspended.
+    EventCallback(HANDLE source, Function function, void * argument, int priority, bool autoReset,
                   bool autoDestroy);
 
     HANDLE stopEvent_ = nullptr;
@@ -143,6 +147,8 @@ class ONDREL_API Timer : public Thread {
 
   private:
     bool passGates();
+    bool beginDelay(std::uint32_t & delayMs);
+    void endDelay();
 
     Function function_ = nullptr;
     std::atomic<bool> finished_{false};
