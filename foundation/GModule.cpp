@@ -8,7 +8,8 @@
 
 namespace {
 
-constinit void (*g_newHandler)() = nullptr;
+using NewHandler = void (*)();
+constinit NewHandler g_newHandler = nullptr;
 
 void callNewHandler() {
     g_newHandler();
