@@ -2,6 +2,7 @@
 // with the last, so that neither needs to know in which order the parts of a program start.
 #include "foundation/GMetaClass.h"
 
+#include "foundation/GCastCache.h"
 #include "foundation/GException.h"
 #include "foundation/GRTTIObject.h"
 
@@ -58,6 +59,7 @@ GMetaClass::GMetaClass(GMetaClass const & real, char const * name, Builder build
 }
 
 GMetaClass::~GMetaClass() {
+    GCastCache::Forget(); // the class may go with its module, and another may take its place
     if (ancestorsCount_ > 1)
         delete[] ancestors_.several;
     if (!g_dictionary)

@@ -17,7 +17,11 @@ class ObjectCreator;
 class ONDREL_API Object : public virtual RefCounter {
     G_DECLARE_CLASS(Object)
   public:
-    /// Attaches an interface, which must not be another object's; false when it refuses.
+    /// Takes the object out of the registry and deletes its interfaces; one that others still hold
+    /// stays with them, detached.
+    ~Object() override;
+
+    /// Attaches an interface; one of another object moves here. False when it refuses.
     bool addInterface(TRef<AUnknown> iface) { return add(std::move(iface)); }
     /// Detaches that interface, which ends when nobody else holds it.
     void removeInterface(TRef<AUnknown> const & iface) { remove(iface); }
@@ -51,7 +55,6 @@ class ONDREL_API Object : public virtual RefCounter {
 
   protected:
     Object();
-    ~Object() override;
     Object(Object const &) = delete;
     Object & operator=(Object const &) = delete;
 
@@ -143,6 +146,8 @@ class ONDREL_API ClassExemplarSet : public TGSortedCollection<Object> {
     ClassExemplarSetNof & unregNotifier() { return unregNotifier_; }
 
     int compare(void const * a, void const * b) const override;
+    /// Frees arrays that are not in use; for the end of the program.
+    void giveBack();
 
     /// The set of Object itself, which always exists.
     static ClassExemplarSet & Root();
@@ -170,6 +175,7 @@ class ONDREL_API ClassExemplarSet : public TGSortedCollection<Object> {
     ClassSet children_{1};
     ClassExemplarSetNof regNotifier_;
     ClassExemplarSetNof unregNotifier_;
+    int telling_ = 0;       // callbacks are being told, so the set must stay
     bool byAddress_ = true; // the exemplars stand in the order of their addresses
 };
 
