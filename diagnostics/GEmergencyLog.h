@@ -93,6 +93,9 @@ class ONDREL_API GEmergencyLog {
     GEmergencyContext * get_context() const { return GEmergencyContext::Head(); }
     /// The text of the last section; empty when there was none.
     char const * lastSection() const { return buffer_; }
+    /// Forgets it. A crash shows the last section as its reason; a host that has dealt with what
+    /// that section tells calls this, so that a later crash is reported for itself.
+    void clearLastSection() { *buffer_ = 0; }
 
   protected:
     void put_custom_section_internal(char const * tag, int flags, char const * text,

@@ -128,7 +128,8 @@ void EventCallback::run() {
     while (running_ && platform::waitForAny(events, 2, platform::waitForever) >= 0) {
         if (running_) {
             std::lock_guard const held(guard_);
-            if (function_)
+            // Asked again: `done` may have begun while this thread was on its way here.
+            if (running_ && function_)
                 function_(argument_);
         }
         if (!autoReset_)
@@ -137,11 +138,13 @@ void EventCallback::run() {
 }
 
 void EventCallback::done() {
+    // First of all, so that the thread, which may take the guard again at once after a call,
+    // begins no other while `done` waits for the guard.
+    running_ = 0;
     {
         std::lock_guard const held(guard_);
         function_ = nullptr;
     }
-    running_ = 0;
     platform::setEvent(stopEvent_);
     finish();
 }
