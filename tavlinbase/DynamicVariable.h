@@ -407,12 +407,13 @@ class ONDREL_API VariableRef : public _Variable {
     VariableRef & operator=(VariableRef const & other) { return assign(other), *this; }
     VariableRef & operator=(_Variable const & other) { return assign(other), *this; }
 
+    /// What operator= does. False: the value does not fit the cell, and nothing has changed.
+    bool assign(_Variable const & other);
     /// The assignment of scripts: only between equal kinds, or between INT and FLOAT. False: the
     /// kinds do not meet, and nothing has changed.
     bool tryAssign(_Variable const & other);
 
   private:
-    bool assign(_Variable const & other);
     /// The cell that a writer in place stores in; null when the value would not fit.
     VariableData * cellFor(VariableTypes kind) {
         VariableData * const cell = data_;
