@@ -48,7 +48,8 @@ class ONDREL_API IWritableVRefArrayImpl : public IWritableVRefArray {
     VariableRef getItem(int index) override;
     void atRemove(int index) override;
     void atInsert(int index, VariableRef value) override;
-    /// A write into the element's own cell, which its aliases see.
+    /// A write into the element's own cell, which its aliases see; a value of a kind that does not
+    /// fit there gets a cell of its own.
     void setItem(int index, VariableRef value) override;
 
     void read(ipstream & in) override;
