@@ -14,6 +14,7 @@
 namespace {
 
 constinit GClassDictionary * g_dictionary = nullptr;
+constinit unsigned long g_registryVersion = 1;
 
 constexpr long dictionaryStep = 16;
 
@@ -64,6 +65,7 @@ GMetaClass::~GMetaClass() {
         delete[] ancestors_.several;
     if (!g_dictionary)
         return;
+    ++g_registryVersion;
     g_dictionary->remove(name_);
     if (g_dictionary->getCount() == 0) {
         delete g_dictionary;
@@ -87,6 +89,7 @@ void GMetaClass::init() {
         g_dictionary = new GClassDictionary;
     long index = 0;
     if (!g_dictionary->search(name_, index)) {
+        ++g_registryVersion;
         g_dictionary->insertAt(index, *this);
         return;
     }
@@ -176,6 +179,10 @@ void GMetaClass::destroyObject(GRTTIObject * object) const {
 
 long GMetaClass::GetCount() {
     return g_dictionary->getCount();
+}
+
+unsigned long GMetaClass::RegistryVersion() {
+    return g_registryVersion;
 }
 
 GMetaClass const * GMetaClass::At(long index) {

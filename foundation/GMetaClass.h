@@ -71,6 +71,9 @@ class ONDREL_API GMetaClass {
 
     /// The number of registered names; a class must be registered.
     static long GetCount();
+    /// Changes whenever a name is registered or goes: what was remembered of FindByName is true
+    /// while this stays the same.
+    static unsigned long RegistryVersion();
     /// Registered class `index`, unchecked; names descend, so At(0) has the greatest.
     static GMetaClass const * At(long index);
     /// Null for a null or unknown name.

@@ -56,6 +56,11 @@ class ObjectTable {
   public:
     long getCount() const { return count_; }
     GStreamable * at(long index) const { return blocks_[block(index)][offset(index)]; }
+    /// The object with that number, the first being 1; null when there is none.
+    GStreamable * find(std::uint32_t number) const {
+        auto const count = static_cast<std::uint32_t>(count_);
+        return number - 1 < count ? at(static_cast<long>(number - 1)) : nullptr;
+    }
     void put(long index, GStreamable * object) { blocks_[block(index)][offset(index)] = object; }
     void append(GStreamable * object) {
         if (offset(count_) == 0 && block(count_) == blocks_.size())

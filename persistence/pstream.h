@@ -252,7 +252,6 @@ class ONDREL_API opstream : public virtual pstream {
             writeBytes(&value, sizeof value);
     }
     void putLittleEndian(std::uint32_t value);
-    void putName(char const * name);
     void putIndex(std::uint32_t index);
 
     Side side_;
@@ -399,13 +398,10 @@ class ONDREL_API ipstream : public virtual pstream {
 
     void * readObject(GStreamable * existing, std::type_info const & type);
     Format readPrefix();
-    bool readPrefixQuietly();
-    GStreamable * readBody(Frame const & frame, GStreamable * existing, std::type_info const & type,
-                           void *& result);
-    GStreamable * buildOf(GMetaClass const & metaClass, std::type_info const & type,
-                          void *& result);
+    void * readBody(Frame const & frame, GStreamable * existing, std::type_info const & type);
+    GStreamable * buildObject(GMetaClass const & metaClass);
     void readSuffix(Frame const & frame, char const * className);
-    void skipObject(std::uint32_t start, char const * name);
+    void skipObject(std::uint32_t start, GString const & name);
     std::uint32_t bytesSince(std::uint32_t start) const {
         return static_cast<std::uint32_t>(countOfReadBytes_) - start;
     }
