@@ -238,6 +238,8 @@ class ONDREL_API _Variable {
         data_->nextFree = data_;
     }
     bool isConstant() const { return data_ && data_->nextFree; }
+    /// Whether the value word is zero, whatever the kind; the handle must not be empty.
+    bool isValueZero() const { return data_->value == 0; }
     /// For tests and tools: whether both stand on one cell.
     bool sharesCellWith(_Variable const & other) const { return data_ && data_ == other.data_; }
 

@@ -1,0 +1,216 @@
+// Text work on names; what needs the disk asks the platform.
+#include "foundation/GFile.h"
+
+#include "platform/Paths.h"
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+constinit GFile::Redirector g_redirector = nullptr;
+
+std::vector<std::string> components(char const * path) {
+    std::vector<std::string> parts;
+    std::string part;
+    for (; *path; ++path) {
+        if (*path != '\\') {
+            part += *path;
+        } else {
+            if (!part.empty())
+                parts.push_back(part);
+            part.clear();
+        }
+    }
+    if (!part.empty())
+        parts.push_back(part);
+    return parts;
+}
+
+} // namespace
+
+void GFile::SetRedirector(Redirector redirector) {
+    g_redirector = redirector;
+}
+
+GFile & GFile::operator=(char const * name) {
+    GString::operator=(name);
+    convert();
+    return *this;
+}
+
+GFile & GFile::operator=(GString const & name) {
+    GString::operator=(name);
+    convert();
+    return *this;
+}
+
+bool GFile::valid() const {
+    return std::strpbrk(c_str(), "<>|") == nullptr;
+}
+
+bool GFile::isMask() const {
+    return std::strpbrk(c_str(), "*?") != nullptr;
+}
+
+bool GFile::exists() const {
+    return !isEmpty() && !isMask() && platform::pathKind(c_str()) != platform::PathKind::Absent;
+}
+
+bool GFile::isDirectory() const {
+    if (isMask())
+        return false;
+    GString bare(*this);
+    bare.rtrim('\\');
+    if (bare.isEmpty() && !isEmpty())
+        bare = "\\";
+    return platform::pathKind(bare.c_str()) == platform::PathKind::Directory;
+}
+
+bool GFile::isDrive() const {
+    if (length() != 2 || at(1) != ':')
+        return false;
+    int const letter = (at(0) | 0x20) - 'a';
+    return letter >= 0 && letter < 26 && (platform::logicalDrives() >> letter & 1) != 0;
+}
+
+bool GFile::isRelativePath() const {
+    return isEmpty() || (at(0) != '\\' && !(length() > 1 && at(1) == ':'));
+}
+
+bool GFile::equals_to(char const * other) const {
+    GFile a(*this), b(other);
+    return a.expand().compare(b.expand()) == 0;
+}
+
+unsigned int GFile::drivePosition() const {
+    return length() > 1 && at(1) == ':' ? 2 : 0;
+}
+
+unsigned int GFile::namePosition() const {
+    return static_cast<unsigned int>(get_name() - c_str());
+}
+
+char const * GFile::get_extension() const {
+    char const * const dot = std::strrchr(c_str(), '.');
+    return dot && !std::strchr(dot, '\\') ? dot + 1 : c_str() + length();
+}
+
+char const * GFile::get_name() const {
+    if (char const * const separator = std::strrchr(c_str(), '\\'))
+        return separator + 1;
+    if (char const * const colon = std::strchr(c_str(), ':'))
+        return colon + 1;
+    return c_str();
+}
+
+GFile GFile::get_directory() const {
+    GFile result(*this);
+    result.just_directory();
+    return result;
+}
+
+GFile GFile::get_drive() const {
+    GFile result(*this);
+    result.just_drive();
+    return result;
+}
+
+GFile & GFile::just_extension() {
+    return *this = GString(get_extension());
+}
+
+GFile & GFile::just_name() {
+    return *this = GString(get_name());
+}
+
+GFile & GFile::just_directory() {
+    remove(namePosition());
+    // The root keeps its separator, which is all its name.
+    if (length() > drivePosition() + 1 && at(length() - 1) == '\\')
+        remove(length() - 1);
+    return *this;
+}
+
+GFile & GFile::just_drive() {
+    remove(drivePosition());
+    return *this;
+}
+
+GFile & GFile::add_extension(char const * extension) {
+    *this += '.';
+    *this += extension;
+    convert();
+    return *this;
+}
+
+GFile & GFile::remove_extension() {
+    char const * const extension = get_extension();
+    if (*extension || (!isEmpty() && at(length() - 1) == '.'))
+        remove(static_cast<unsigned int>(extension - c_str()) - 1);
+    return *this;
+}
+
+GFile & GFile::replace_extension(char const * extension) {
+    GString const kept(extension);
+    return remove_extension().add_extension(kept.c_str());
+}
+
+GFile & GFile::add_name(char const * name) {
+    if (isEmpty() || at(length() - 1) != '\\')
+        *this += '\\';
+    *this += name;
+    convert();
+    return *this;
+}
+
+GFile & GFile::replace_name(char const * name) {
+    GString const kept(name);
+    remove(namePosition());
+    *this += kept;
+    convert();
+    return *this;
+}
+
+GFile & GFile::expand() {
+    if (isEmpty())
+        return *this = (platform::currentDirectory() + "\\").c_str();
+    return *this = platform::fullPath(c_str()).c_str();
+}
+
+GFile & GFile::shrink() {
+    return shrink(platform::currentDirectory().c_str());
+}
+
+GFile & GFile::shrink(char const * baseName) {
+    GFile base(baseName);
+    if (!base.isDirectory() && !base.isDrive())
+        base.just_directory();
+    base.expand();
+    expand();
+    if (get_drive() != base.get_drive())
+        return *this;
+    std::vector<std::string> const mine = components(c_str());
+    std::vector<std::string> const theirs = components(base.c_str());
+    std::size_t common = 0;
+    while (common < mine.size() && common < theirs.size() && mine[common] == theirs[common])
+        ++common;
+    std::string result;
+    for (std::size_t i = common; i < theirs.size(); ++i)
+        result += result.empty() ? ".." : "\\..";
+    for (std::size_t i = common; i < mine.size(); ++i)
+        result += (result.empty() ? "" : "\\") + mine[i];
+    return *this = result.c_str();
+}
+
+GFile & GFile::redirect() {
+    if (!g_redirector || exists())
+        return *this;
+    GString name(get_name());
+    name.ltrim(' ');
+    GFile const found(g_redirector(name.c_str(), 1));
+    if (found.exists())
+        *this = found;
+    return *this;
+}

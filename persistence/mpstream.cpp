@@ -1,0 +1,16 @@
+// The memory device under its buffer.
+#include "persistence/mpstream.h"
+
+mpbase::mpbase() : memory_(new GMemoryIO(0)), device_(memory_) {
+    init(&device_);
+}
+
+mpbase::mpbase(void * buffer, long size, GIO::IOOpenMode mode)
+    : memory_(new GMemoryIO(buffer, size, mode)), device_(memory_) {
+    init(&device_);
+}
+
+void * mpbase::data() {
+    flush();
+    return memory_->buffer();
+}

@@ -1,0 +1,94 @@
+// The tokens of an Automat script. Characters come through a stack of open files, with includes on
+// top of what includes them, and every way of ending a line is made one before the token rules see
+// it. The longest token wins, and a character that fits no rule is dropped in silence.
+//
+// A comment of two slashes lasts to the next line feed, which normally belongs to it: a line that
+// is all comment gives no NEWLINE. Scripts have grown up with that, so it is the language.
+#pragma once
+
+#include "foundation/GString.h"
+#include "platform/Export.h"
+#include "tavlinmid/D_Expressions.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Tavlin {
+
+/// What a token is. Operators and brackets are named by their own character where they have one.
+enum class AutomatToken : int {
+    End = 0,
+    Newline = 256,
+    Constant,
+    Goto,
+    If,      // with its parenthesis
+    DoAfter, // with its parenthesis
+    State,
+    Method,
+    Call, // with its parenthesis
+    Identifier,
+    Declare, // :=
+    Equal,   // ==
+    NotEqual,
+    Or,
+    And
+};
+
+class ONDREL_API calc_lexer {
+  public:
+    /// Opens the first file; one that cannot be opened gives an empty script.
+    explicit calc_lexer(char const * path);
+    ~calc_lexer();
+    calc_lexer(calc_lexer const &) = delete;
+    calc_lexer & operator=(calc_lexer const &) = delete;
+
+    AutomatToken next();
+    /// The text of a Call or an Identifier.
+    std::string const & text() const { return text_; }
+    /// The node of a Constant.
+    TRef<D_Expression> const & constant() const { return constant_; }
+    /// Line feeds delivered so far, plus one.
+    int line() const { return line_; }
+
+    /// Files that may be open within each other.
+    static constexpr int deepestInclude = 64;
+
+  private:
+    struct Source;
+
+    void open(char const * name);
+    int read();
+    int readFile();
+    void endLine();
+    int peek(std::size_t ahead);
+    std::string take(std::size_t count);
+
+    void skipComment();
+    bool match(AutomatToken & token);
+    bool matchComment(int first);
+    bool matchNumber(AutomatToken & token, int first);
+    bool matchString(AutomatToken & token);
+    bool matchName(AutomatToken & token);
+    bool matchWord(AutomatToken & token);
+    bool matchInclude(AutomatToken & token);
+    bool matchOperator(AutomatToken & token, int first);
+
+    std::size_t digits(std::size_t at);
+    std::size_t exponent(std::size_t at);
+    std::size_t identifier(std::size_t at);
+    std::size_t blanks(std::size_t at);
+    AutomatToken makeConstant(VariableVar const & value);
+
+    std::vector<std::shared_ptr<Source>> files_; // the open ones, the innermost last
+    std::shared_ptr<Source> origin_;             // the file that the last character came from
+    std::string ahead_;                          // read, but not yet part of a token
+    std::size_t aheadUsed_ = 0;
+    bool inComment_ = false;
+    bool lineComment_ = false;
+    int line_ = 1;
+    std::string text_;
+    TRef<D_Expression> constant_;
+};
+
+} // namespace Tavlin

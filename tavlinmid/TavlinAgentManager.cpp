@@ -1,0 +1,172 @@
+// The walk over the agents, and the calls that are passed on to them.
+#include "tavlinmid/TavlinAgentManager.h"
+
+#include "diagnostics/GEmergencyLog.h"
+#include "diagnostics/TavlinError.h"
+#include "persistence/pstream.h"
+#include "tavlinbase/TavlinSceneObject.h"
+#include "tavlinbase/TavlinTime.h"
+
+#include <bit>
+#include <cstdint>
+
+namespace Tavlin {
+
+G_DEFINE_CREATABLE(AgentManager2, "Tavlin::AgentManager2", Object, IDispatcherImpl)
+
+TAVLIN_BEGIN_DISPATCHER(AgentManager2, IDispatcherImpl)
+    TAVLIN_METHOD("sysUnloadStatic", onSysUnloadStatic, UNDEFINED)
+TAVLIN_END_DISPATCHER()
+
+constinit AgentManager2 * AgentManager2::g_object = nullptr;
+
+namespace {
+
+/// Just behind 2.0: other subscribers of the game step can stand in front and behind.
+constexpr float stepPriority = std::bit_cast<float>(0x400001A3u);
+
+/// A shorter step is that of a paused game.
+constexpr float leastDelta = 0.00001f;
+
+} // namespace
+
+AgentManager2::AgentManager2() : agents_(0, 64, 0), stopped_(0, 64, 0), timeCallback_(*this) {
+    g_object = this;
+    if (SceneObject * const scene = SceneObject::Get())
+        scene->regObject("Agents", TRef<Object>(this));
+}
+
+AgentManager2::~AgentManager2() {
+    stop();
+    if (g_object == this)
+        g_object = nullptr;
+}
+
+void AgentManager2::start() {
+    Time::g_StepNotifyer.addCallback(&timeCallback_, stepPriority);
+    lastTime_ = Time::g_Time;
+}
+
+void AgentManager2::stop() {
+    Time::g_StepNotifyer.removeCallback(&timeCallback_);
+}
+
+void AgentManager2::step() {
+    float const delta = Time::g_TimeToNextFrame;
+    if (delta < leastDelta)
+        return;
+    GEmergencyContext const context("agents step");
+    for (long i = agents_.getCount() - 1; i >= 0; --i) {
+        // Agents may leave the list while it is walked.
+        if (i >= agents_.getCount())
+            continue;
+        TRef<AgentShell> const agent(agents_.at(i));
+        agent->passStep(delta);
+    }
+}
+
+void AgentManager2::LinkAgents() {
+    AgentManager2 * const manager = Get();
+    if (!manager)
+        return;
+    TGCollection<AgentShell> * const lists[] = {&manager->agents_, &manager->stopped_};
+    auto const forEach = [&lists](void (AgentShell::*operation)()) {
+        for (TGCollection<AgentShell> * list : lists)
+            for (long i = list->getCount() - 1; i >= 0; --i) {
+                if (i >= list->getCount())
+                    continue;
+                TRef<AgentShell> const agent(list->at(i));
+                (static_cast<AgentShell *>(agent)->*operation)();
+            }
+    };
+    forEach(&AgentShell::tryResolveAsRoot);
+    forEach(&AgentShell::finishResolveAsRoot);
+}
+
+void AgentManager2::init(TRef<AgentShell> const & agent) {
+    if (!agent)
+        return;
+    if (agent->isRunning())
+        agent->start();
+    else
+        agent->stop();
+}
+
+void AgentManager2::init(TRefVector<Object> & objects) {
+    for (long i = 0; i < objects.getCount(); ++i)
+        init(TRef<AgentShell>(gcast<AgentShell>(static_cast<Object *>(objects.at(i)))));
+}
+
+void AgentManager2::deinit(TRef<AgentShell> const & agent) {
+    agents_.remove(static_cast<AgentShell *>(agent));
+    stopped_.remove(static_cast<AgentShell *>(agent));
+}
+
+void AgentManager2::deinit(TRefVector<Object> & objects) {
+    for (long i = 0; i < objects.getCount(); ++i)
+        if (auto * const agent = gcast<AgentShell>(static_cast<Object *>(objects.at(i))))
+            deinit(TRef<AgentShell>(agent));
+}
+
+void AgentManager2::setRunning(AgentShell * agent) {
+    if (agents_.index_of(agent) < 0)
+        agents_.insert(agent);
+    stopped_.remove(agent);
+}
+
+void AgentManager2::setStopped(AgentShell * agent) {
+    agents_.remove(agent);
+    if (stopped_.index_of(agent) < 0)
+        stopped_.insert(agent);
+}
+
+void AgentManager2::forget(AgentShell * agent, bool) {
+    agents_.remove(agent);
+    stopped_.remove(agent);
+}
+
+bool AgentManager2::invoke(DispParams * params) {
+    bool taken = IDispatcherImpl::invoke(params);
+    TGCollection<AgentShell> * const lists[] = {&agents_, &stopped_};
+    if (params->type == IDispatcher::Method) {
+        for (TGCollection<AgentShell> * list : lists)
+            for (long i = 0; i < list->getCount(); ++i)
+                taken |= params->call(TRef<Object>(list->at(i)));
+    } else if (params->type == IDispatcher::PropertyGet && params->result) {
+        for (TGCollection<AgentShell> * list : lists)
+            for (long i = 0; i < list->getCount(); ++i)
+                if (list->at(i)->getMemberNameID() == params->name) {
+                    params->result->link(VariableRef::AsOBJECT(TRef<Object>(list->at(i))));
+                    return true;
+                }
+    }
+    return taken;
+}
+
+void AgentManager2::onSysUnloadStatic(VariableRef *, VRefVector *) {}
+
+int AgentManager2::compare(Object const & other) const {
+    Object const * const self = this;
+    return self == &other ? 0 : self < &other ? -1 : 1;
+}
+
+void AgentManager2::write(opstream & out) {
+    out.writeByte(1);
+    Object::write(out);
+    AUnknown::write(out);
+}
+
+void AgentManager2::read(ipstream & in) {
+    unsigned char const version = in.readByte();
+    if (version != 1)
+        throw XStrVer("tavlinmid/TavlinAgentManager", 42, version, 1);
+    Object::read(in);
+    AUnknown::read(in);
+    lastTime_ = Time::g_Time;
+}
+
+void AgentManager2::onFinalRelease() {
+    Object::onFinalRelease();
+}
+
+} // namespace Tavlin

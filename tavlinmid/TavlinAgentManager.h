@@ -1,0 +1,75 @@
+// The singleton that knows all agents and steps the running ones once per game step. In the scene
+// it is "Agents": a method called on it reaches every agent, a name read from it is an agent.
+#pragma once
+
+#include "tavlinbase/Notifyer.h"
+#include "tavlinmid/AgentShell.h"
+
+namespace Tavlin {
+
+class ONDREL_API AgentManager2 : public Object, public IDispatcherImpl {
+    G_DECLARE_CREATABLE(AgentManager2)
+    TAVLIN_DECLARE_DISPATCHER(AgentManager2)
+  public:
+    AgentManager2();
+    ~AgentManager2() override;
+
+    /// The one manager; null when there is none.
+    static AgentManager2 * Get() { return g_object; }
+
+    /// The agents in the order in which they were started, and those that are not stepped. The
+    /// lists own nothing: an agent lives by its references.
+    TGCollection<AgentShell> & getAgents() { return agents_; }
+    TGCollection<AgentShell> & getStoppedAgents() { return stopped_; }
+
+    /// Subscribe to the clock, and leave it; the lists stay.
+    void start();
+    void stop();
+    /// Resolves the links of all agents before any of them finishes, so that agents may refer to
+    /// each other.
+    static void LinkAgents();
+    /// Puts an agent in the list that its own flag says.
+    void init(TRef<AgentShell> const & agent);
+    void init(TRefVector<Object> & objects);
+    /// Takes an agent out of both lists.
+    void deinit(TRef<AgentShell> const & agent);
+    void deinit(TRefVector<Object> & objects);
+    /// Game time when the manager was started or read.
+    float getLastTime() const { return lastTime_; }
+
+    bool invoke(DispParams * params) override;
+    void onSysUnloadStatic(VariableRef * result, VRefVector * args);
+
+    int compare(Object const & other) const override;
+    bool needToCompare() const override { return false; }
+    void read(ipstream & in) override;
+    void write(opstream & out) override;
+    void onFinalRelease() override;
+
+  private:
+    friend class AgentShell;
+
+    /// What the clock calls.
+    class cb : public NotifyCallback {
+      public:
+        explicit cb(AgentManager2 & manager) : NotifyCallback(true), manager_(manager) {}
+        void notify(Notifyer const &) override { manager_.step(); }
+
+      private:
+        AgentManager2 & manager_;
+    };
+
+    void step();
+    void setRunning(AgentShell * agent);
+    void setStopped(AgentShell * agent);
+    void forget(AgentShell * agent, bool running);
+
+    static AgentManager2 * g_object;
+
+    TGCollection<AgentShell> agents_;
+    TGCollection<AgentShell> stopped_;
+    cb timeCallback_;
+    float lastTime_ = 0;
+};
+
+} // namespace Tavlin
