@@ -8,6 +8,8 @@
 #include "platform/Export.h"
 #include "platform/ThreadLocal.h"
 
+#include <atomic>
+
 class GLibraryException;
 
 /// What the calling thread is doing: one node of its stack of contexts, pushed for a scope. The
@@ -17,8 +19,12 @@ class ONDREL_API GEmergencyContext {
     explicit GEmergencyContext(char const * text)
         : previous_(static_cast<GEmergencyContext *>(platform::contextSlot())), text_(text) {
         platform::contextSlot() = this;
+        keepOrder();
     }
-    ~GEmergencyContext() { platform::contextSlot() = previous_; }
+    ~GEmergencyContext() {
+        keepOrder();
+        platform::contextSlot() = previous_;
+    }
     GEmergencyContext(GEmergencyContext const &) = delete;
     GEmergencyContext & operator=(GEmergencyContext const &) = delete;
 
@@ -39,6 +45,10 @@ class ONDREL_API GEmergencyContext {
     bool isHeapMade() const { return heapMade_; }
 
   private:
+    /// The reader is a crash handler, of which the compiler knows nothing: without this it may drop
+    /// a push that nobody else sees, or move what the scope does out of it. No instruction.
+    static void keepOrder() { std::atomic_signal_fence(std::memory_order_seq_cst); }
+
     GEmergencyContext * previous_;
     char const * text_;
     bool heapMade_ = false;

@@ -63,12 +63,14 @@ ChildEnd crashInChild(bool enabled, Crash crash) {
 #define EXPECT_CONTAINS(text, part)                                                                \
     EXPECT_NE((text).find(part), std::string::npos) << "in: " << (text)
 
-/// Touches `address` so that no compiler or checker has an opinion on it.
+/// Touch `address`, which the compiler must not know, since it may have an opinion on it.
 void readFrom(std::uintptr_t address) {
-    static_cast<void>(*reinterpret_cast<char volatile *>(address));
+    std::uintptr_t volatile hidden = address;
+    static_cast<void>(*reinterpret_cast<char volatile *>(hidden));
 }
 void writeTo(std::uintptr_t address) {
-    *reinterpret_cast<char volatile *>(address) = 1;
+    std::uintptr_t volatile hidden = address;
+    *reinterpret_cast<char volatile *>(hidden) = 1;
 }
 
 /// A page that may not be touched, so that its address is known to fault.
