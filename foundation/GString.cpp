@@ -7,7 +7,7 @@
 #include "platform/ModuleText.h"
 
 #include <algorithm>
-#include <atomic>
+#include <cassert>
 #include <cctype>
 #include <climits>
 #include <clocale>
@@ -17,26 +17,39 @@
 #include <cwchar>
 #include <new>
 #include <string>
-#include <vector>
+#include <utility>
 
 namespace {
 
 constexpr unsigned int formatLimit = 4096;
 constexpr unsigned int loadStep = 256;
-constexpr std::uintptr_t firstAddress = 0x10000; // below it, a text pointer is a message id
+constexpr unsigned int longestMessage = 0x100000; // a load function that wants more is mistaken
+constexpr unsigned int longestText = 0x7FFFFFE0;  // what the rule for the capacity can count
+constexpr std::uintptr_t firstAddress = 0x10000;  // below it, a text pointer is a message id
+
+constexpr unsigned int loaderDelta = 4;
 
 struct Loader {
     GString::LoadStringFunc function;
     void * data;
 };
 
-std::vector<Loader> & loaders() {
-    static std::vector<Loader> list;
-    return list;
-}
+// Plain words, so that messages can be asked for before this file has started and after it ended.
+constinit Loader * g_loaders = nullptr;
+constinit unsigned int g_loaderCount = 0;
+
+struct LoaderKeeper {
+    ~LoaderKeeper() {
+        g_loaderCount = 0;
+        delete[] std::exchange(g_loaders, nullptr);
+    }
+};
 
 unsigned int lengthOf(char const * s) {
-    return s ? static_cast<unsigned int>(std::strlen(s)) : 0;
+    std::size_t const length = s ? std::strlen(s) : 0;
+    if (length > longestText)
+        throw std::bad_alloc();
+    return static_cast<unsigned int>(length);
 }
 
 unsigned char lower(char c) {
@@ -74,11 +87,6 @@ char * GString::Allocate(std::uint32_t capacity) {
     return text;
 }
 
-void GString::Share(char * text) {
-    std::atomic_ref(reinterpret_cast<Header *>(text)[-1].references)
-        .fetch_add(1, std::memory_order_relaxed);
-}
-
 void GString::Release(char * text) {
     Header * const header = reinterpret_cast<Header *>(text) - 1;
     if (std::atomic_ref(header->references).fetch_sub(1, std::memory_order_acq_rel) == 1)
@@ -87,12 +95,14 @@ void GString::Release(char * text) {
 
 // An unshared block with room stays as it is; anything else moves to a new block, whose capacity
 // is the next multiple of 16.
-void GString::allocate_buffer(unsigned int n, bool keep) {
+void GString::allocate_buffer(std::uint64_t n, bool keep) {
     Header const & old = *header();
     if (std::atomic_ref(header()->references).load(std::memory_order_acquire) == 1 &&
-        n + 1 <= old.capacity)
+        n < old.capacity)
         return;
-    std::uint32_t const capacity = ((n + 1) & 0x7FFFFFF0u) + 16;
+    if (n > longestText)
+        throw std::bad_alloc();
+    std::uint32_t const capacity = ((static_cast<std::uint32_t>(n) + 1) & 0x7FFFFFF0u) + 16;
     char * const text = Allocate(capacity);
     if (keep) {
         std::uint32_t const length = std::min(old.length, capacity - 1);
@@ -113,10 +123,6 @@ bool GString::overlaps(char const * s) const {
     auto const at = reinterpret_cast<std::uintptr_t>(s);
     auto const begin = reinterpret_cast<std::uintptr_t>(text_);
     return at >= begin && at <= begin + length();
-}
-
-GString::GString(GString const & other) noexcept : text_(other.text_) {
-    Share(text_);
 }
 
 GString::GString(char const * s) : GString() {
@@ -153,10 +159,8 @@ GString::GString(unsigned short const * w) : GString() {
 }
 
 GString & GString::operator=(GString const & other) noexcept {
-    char * const text = other.text_;
-    Share(text);
-    release();
-    text_ = text;
+    GString copy(other);
+    std::swap(text_, copy.text_);
     return *this;
 }
 
@@ -205,7 +209,7 @@ void GString::append(char const * s, unsigned int n) {
         return;
     Keeper const keeper(*this, s);
     unsigned int const old = length();
-    allocate_buffer(old + n, true);
+    allocate_buffer(std::uint64_t(old) + n, true);
     std::memcpy(text_ + old, s, n);
     setEnd(old + n);
 }
@@ -235,7 +239,7 @@ GString & GString::operator*=(unsigned int n) {
     unsigned int const piece = length();
     if (piece == 0 || n == 1)
         return *this;
-    allocate_buffer(piece * n, true);
+    allocate_buffer(std::uint64_t(piece) * n, true);
     for (unsigned int i = 1; i < n; ++i)
         std::memcpy(text_ + i * piece, text_, piece);
     setEnd(piece * n);
@@ -311,14 +315,12 @@ void GString::insert(unsigned int pos, char const * s, unsigned int n) {
         return;
     Keeper const keeper(*this, s);
     unsigned int const old = length();
-    if (pos > old) {
-        expandTo(pos + n, ' ');
-        allocate_buffer(pos + n, true);
-    } else {
-        allocate_buffer(old + n, true);
+    allocate_buffer(std::uint64_t(std::max(pos, old)) + n, true);
+    if (pos > old)
+        std::memset(text_ + old, ' ', pos - old);
+    else
         std::memmove(text_ + pos + n, text_ + pos, old - pos);
-        setEnd(old + n);
-    }
+    setEnd(std::max(pos, old) + n);
     std::memcpy(text_ + pos, s, n);
 }
 
@@ -365,23 +367,47 @@ void GString::replace(unsigned int from, unsigned int to, GString const & with) 
     insert(from, kept);
 }
 
-int GString::replace(char const * what, char const * with, bool all) {
-    if (!what || !with)
-        return -1;
-    GString const kept(with), wanted(what); // either may lie in this string
+/// `find` looks for the next match in a text and tells where it is and how long. The result is put
+/// together aside, in one pass, so that many replacements in a long text stay cheap.
+template <class Find>
+int GString::replaceMatches(Find find, char const * with, bool all) {
+    GString const source(*this); // also keeps alive what `find` and `with` may have of this text
+    std::size_t const withLength = lengthOf(with);
+    std::string result;
     int last = -1;
-    unsigned int from = 0;
-    do {
-        char const * const found = std::strstr(text_ + from, wanted.text_);
-        if (!found || wanted.isEmpty())
+    unsigned int from = 0, start = 0, count = 0;
+    while (from < source.length() && find(source.text_ + from, start, count)) {
+        result.append(source.text_ + from, start);
+        last = static_cast<int>(result.size());
+        result.append(with, withLength);
+        from += start + count;
+        if (!all)
             break;
-        auto const place = static_cast<unsigned int>(found - text_);
-        remove(place, place + wanted.length());
-        insert(place, kept);
-        last = static_cast<int>(place);
-        from = place + kept.length();
-    } while (all);
+        // A match of nothing must not be found again at the same place.
+        if (count == 0 && from < source.length())
+            result += source.text_[from++];
+    }
+    if (last < 0)
+        return -1;
+    result.append(source.text_ + from, source.length() - from);
+    if (result.size() > longestText)
+        throw std::bad_alloc();
+    assign(result.data(), static_cast<unsigned int>(result.size()));
     return last;
+}
+
+int GString::replace(char const * what, char const * with, bool all) {
+    unsigned int const length = lengthOf(what);
+    if (!what || !with || length == 0)
+        return -1;
+    return replaceMatches(
+        [&](char const * text, unsigned int & start, unsigned int & count) {
+            char const * const found = std::strstr(text, what);
+            start = found ? static_cast<unsigned int>(found - text) : 0;
+            count = length;
+            return found != nullptr;
+        },
+        with, all);
 }
 
 int GString::replace(GString const & what, char const * with, bool all) {
@@ -389,21 +415,15 @@ int GString::replace(GString const & what, char const * with, bool all) {
 }
 
 int GString::replace(RegularExpression const & what, char const * with, bool all) {
-    GString const kept(with);
-    int last = -1;
-    unsigned int from = 0;
-    int start = 0, count = 0;
-    while (from <= length() && what.index(text_ + from, start, count)) {
-        unsigned int const place = from + static_cast<unsigned int>(start);
-        remove(place, place + static_cast<unsigned int>(count));
-        insert(place, kept);
-        last = static_cast<int>(place);
-        // A match of nothing must not be found again at the same place.
-        from = place + kept.length() + (count == 0 ? 1 : 0);
-        if (!all)
-            break;
-    }
-    return last;
+    return replaceMatches(
+        [&](char const * text, unsigned int & start, unsigned int & count) {
+            int at = 0, size = 0;
+            bool const found = what.index(text, at, size);
+            start = static_cast<unsigned int>(at);
+            count = static_cast<unsigned int>(size);
+            return found;
+        },
+        with ? with : "", all);
 }
 
 void GString::translate(char const * from, char const * to) {
@@ -507,6 +527,8 @@ void GString::ToUpper(char * s) {
 }
 
 int GString::UCcompare(char const * a, char const * b) {
+    a = a ? a : "";
+    b = b ? b : "";
     while (*a && lower(*a) == lower(*b)) {
         ++a;
         ++b;
@@ -538,7 +560,7 @@ void GString::segment(char const * set, unsigned int k, bool including) {
     auto const outside = including ? std::strcspn : std::strspn;
     auto const inside = including ? std::strspn : std::strcspn;
     char const * at = text_ + outside(text_, set);
-    for (; k > 0; --k) {
+    for (; k > 0 && *at; --k) {
         at += inside(at, set);
         at += outside(at, set);
     }
@@ -594,12 +616,19 @@ char * GString::getBuffer(unsigned int n) {
 }
 
 void GString::releaseBuffer() {
-    releaseBuffer(lengthOf(text_));
+    Header const & block = *header();
+    void const * const end = std::memchr(text_, '\0', block.capacity);
+    if (end)
+        releaseBuffer(static_cast<unsigned int>(static_cast<char const *>(end) - text_));
+    else if (block.capacity > 0)
+        releaseBuffer(block.capacity - 1);
 }
 
 void GString::releaseBuffer(unsigned int n) {
-    if (text_ != EmptyText())
+    if (text_ != EmptyText()) {
+        assert(n < header()->capacity);
         setEnd(n);
+    }
     freeExtra();
 }
 
@@ -682,31 +711,38 @@ GString GString::Format(HINSTANCE module, unsigned int id, ...) {
 }
 
 // A loader cuts what does not fit, so less than three bytes to spare mean that more may follow.
+/// A text that leaves fewer than three bytes free may have been cut, so it is loaded again with
+/// more room.
 template <class Load>
 bool GString::load(Load const & loader) {
     empty();
     char first[loadStep];
-    unsigned int length = loader(first, loadStep);
-    if (loadStep - length > 2) {
+    unsigned int size = loadStep;
+    unsigned int length = loader(first, size);
+    if (length < size - 2) {
         assign(first, length);
         return length > 0;
     }
-    unsigned int size = loadStep;
     do {
         size += loadStep;
+        if (size > longestMessage) {
+            empty();
+            return false;
+        }
         length = loader(getBuffer(size), size);
-    } while (size - length < 3);
+    } while (length >= size - 2);
     releaseBuffer(length);
     return length > 0;
 }
 
 bool GString::loadString(unsigned int id) {
-    std::vector<Loader> const & list = loaders();
-    for (auto entry = list.rbegin(); entry != list.rend(); ++entry)
+    for (unsigned int i = g_loaderCount; i-- > 0;) {
+        Loader const entry = g_loaders[i];
         if (load([&](char * buffer, unsigned int size) {
-                return entry->function(id, buffer, size, entry->data);
+                return entry.function(id, buffer, size, entry.data);
             }))
             return true;
+    }
     empty();
     return false;
 }
@@ -718,8 +754,15 @@ bool GString::loadString(HINSTANCE module, unsigned int id) {
 }
 
 void GString::AddLoadStringFunc(LoadStringFunc function, void * data) {
-    if (function)
-        loaders().push_back({function, data});
+    static LoaderKeeper const keeper;
+    if (!function)
+        return;
+    if (g_loaderCount % loaderDelta == 0) {
+        Loader * const more = new Loader[g_loaderCount + loaderDelta];
+        std::copy_n(g_loaders, g_loaderCount, more);
+        delete[] std::exchange(g_loaders, more);
+    }
+    g_loaders[g_loaderCount++] = {function, data};
 }
 
 int GString::compare(GString const & other) const {
@@ -744,17 +787,21 @@ char * gnewstr(char const * s) {
 double gstr2d(char const * text, char ** end) {
     char * stop = nullptr;
     double value = std::strtod(text, &stop);
-    if (*stop == '.' && std::strcmp(std::localeconv()->decimal_point, ".") != 0 &&
-        std::strchr(text, '.') == stop) {
-        std::string const locale(std::setlocale(LC_NUMERIC, nullptr));
-        // The plain locale is what every system has with a point as its decimal sign.
-        std::setlocale(LC_NUMERIC, "C");
+    char const * const point = *stop == '.' ? std::localeconv()->decimal_point : ".";
+    if (std::strcmp(point, ".") != 0 && !std::memchr(text, '.', std::size_t(stop - text))) {
+        // The number once more with the locale's own sign: the locale belongs to the whole process
+        // and is not ours to change, even for a moment.
+        std::string number(text, std::size_t(stop - text));
+        std::size_t const whole = number.size();
+        number += point;
+        std::size_t const behindPoint = number.size();
+        number.append(stop + 1, std::strspn(stop + 1, "0123456789abcdefABCDEFpPxX+-"));
         char * further = nullptr;
-        double const again = std::strtod(text, &further);
-        std::setlocale(LC_NUMERIC, locale.c_str());
-        if (further > stop) {
+        double const again = std::strtod(number.c_str(), &further);
+        auto const used = static_cast<std::size_t>(further - number.c_str());
+        if (used > whole) {
             value = again;
-            stop = further;
+            stop += 1 + (used - behindPoint);
         }
     }
     if (end)

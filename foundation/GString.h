@@ -10,6 +10,7 @@
 #include "platform/Export.h"
 #include "platform/SystemTypes.h"
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdint>
 
@@ -22,7 +23,10 @@ class ONDREL_API GString {
                                             void * data);
 
     GString() noexcept : text_(EmptyText()) {}
-    GString(GString const & other) noexcept;
+    GString(GString const & other) noexcept : text_(other.text_) {
+        if (text_ != EmptyText()) // it is never freed, so nobody has to count on it
+            Share(text_);
+    }
     GString(GString && other) noexcept : text_(other.text_) { other.text_ = EmptyText(); }
     /// A copy of the text, empty for null; a value below 0x10000 is a message id.
     GString(char const * s);
@@ -79,7 +83,9 @@ class ONDREL_API GString {
     void extract(unsigned int from);
     void replace(unsigned int from, unsigned int to, char const * with);
     void replace(unsigned int from, unsigned int to, GString const & with);
-    /// Replaces the first occurrence, or all; the place of the last replacement, or -1.
+    /// Replaces the first occurrence, or all, each search going on behind the inserted text; the
+    /// place of the last replacement, or -1. An empty text is found nowhere, a null argument gives
+    /// -1; for a pattern null is an empty replacement.
     int replace(char const * what, char const * with, bool all = false);
     int replace(GString const & what, char const * with, bool all = false);
     int replace(RegularExpression const & what, char const * with, bool all = false);
@@ -104,7 +110,8 @@ class ONDREL_API GString {
     void toUpper() { changeCase(ToUpper); }
     static void ToLower(char * s);
     static void ToUpper(char * s);
-    /// The difference of the lower-cased bytes where the two first differ; 0 when they do not.
+    /// The difference of the lower-cased bytes where the two first differ; 0 when they do not. Null
+    /// counts as empty.
     static int UCcompare(char const * a, char const * b);
 
     GString substr(unsigned int from) const;
@@ -116,7 +123,8 @@ class ONDREL_API GString {
     GString mid(unsigned int from, unsigned int n) const { return substr(from, n); }
     GString right(unsigned int n) const;
 
-    /// Cut the string to its `k`-th run of characters inside, or outside, of `set`.
+    /// Cut the string to its `k`-th run, from 0, of characters inside, or outside, of `set`; empty
+    /// when there are not so many.
     void segmentIncluding(char const * set, unsigned int k);
     void segmentExcluding(char const * set, unsigned int k);
     void segmentIncluding(char c, unsigned int k);
@@ -178,13 +186,16 @@ class ONDREL_API GString {
     class Keeper;
     Header * header() const { return reinterpret_cast<Header *>(text_) - 1; }
     static char * Allocate(std::uint32_t capacity);
-    static void Share(char * text);
+    static void Share(char * text) {
+        std::atomic_ref(reinterpret_cast<Header *>(text)[-1].references)
+            .fetch_add(1, std::memory_order_relaxed);
+    }
     static void Release(char * text);
     void release() {
         if (text_ != EmptyText())
             Release(text_);
     }
-    void allocate_buffer(unsigned int n, bool keep);
+    void allocate_buffer(std::uint64_t n, bool keep);
     void setEnd(unsigned int n);
     bool overlaps(char const * s) const;
     void append(char const * s, unsigned int n);
@@ -193,6 +204,8 @@ class ONDREL_API GString {
     void trimLeft(Drop drop);
     template <class Drop>
     void trimRight(Drop drop);
+    template <class Find>
+    int replaceMatches(Find find, char const * with, bool all);
     template <class Load>
     bool load(Load const & loader);
     void segment(char const * set, unsigned int k, bool including);
@@ -207,5 +220,6 @@ ONDREL_API GString operator+(char a, GString const & b);
 
 /// A copy in a new array that the caller frees with delete[]; null for null.
 ONDREL_API char * gnewstr(char const * s);
-/// strtod with a point as the decimal sign whatever the locale; `end` may be null.
+/// strtod with a point as the decimal sign whatever the locale, which it leaves alone; `end`, which
+/// may be null, receives where the number stopped.
 ONDREL_API double gstr2d(char const * text, char ** end);

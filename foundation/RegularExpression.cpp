@@ -6,14 +6,18 @@
 //   '*' n body, '+', '?'      a repetition of the n bytes of body
 //   '|' first 'e' second      alternatives; 'e' also ends the last one and does nothing else
 //
-// A list of 128 characters and more counts as empty: the length byte is signed. Patterns come from
-// code and data, so the matcher bounds its recursion: where the bound is met the match fails. A
-// body that matches nothing ends its repetition, since it would do so for ever.
+// A group leaves no mark in the code, and the end of an alternative is found by counting '|' up and
+// 'e' down. A list of 128 characters and more counts as empty: the length byte is signed. Patterns
+// come from code and data, so recursion and effort are bounded; where a bound is met the search
+// finds nothing. A body that matches nothing ends its repetition, since it would do so for ever.
 #include "foundation/RegularExpression.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace {
 
@@ -22,8 +26,13 @@ using Code = std::string;
 constexpr std::size_t longestBody = 254;
 constexpr std::size_t longestList = 255;
 constexpr int deepestGroup = 200;
-constexpr int deepestMatch = 4000;
-constexpr long mostSteps = 4000000; // of one attempt; some patterns would try for ever
+constexpr int deepestMatch = 2000;
+
+// Some patterns would try for ever. A search may take so many steps, and so many more for each
+// place at which it tries, in proportion to the pattern.
+constexpr long firstSteps = 4000000;
+constexpr long leastPerAttempt = 64;
+constexpr long mostPerAttempt = 1024;
 
 class Compiler {
   public:
@@ -159,178 +168,173 @@ class Compiler {
 
 class Matcher {
   public:
-    Matcher(char const * text, char const * attempt) : text_(text), cursor_(attempt) {
+    Matcher(std::string_view code, char const * text) : code_(code), text_(text) {
+        perAttempt_ =
+            std::min(leastPerAttempt + 16 * static_cast<long>(code.size()), mostPerAttempt);
+    }
+
+    /// The end of the match that begins at `attempt`; null when there is none.
+    char const * matchAt(char const * attempt) {
         attempt_ = attempt;
+        steps_ += perAttempt_;
+        return match({code_.data(), code_.data() + code_.size(), nullptr}, attempt);
     }
-
-    char const * cursor() const { return cursor_; }
-
-    bool match(std::string_view code) {
-        if (depth_ >= deepestMatch || ++steps_ > mostSteps)
-            return false;
-        ++depth_;
-        bool const found = walk(code);
-        --depth_;
-        return found;
-    }
+    bool spent() const { return steps_ < 0; }
 
   private:
-    bool walk(std::string_view code) {
-        while (!code.empty()) {
-            char const operation = code[0];
-            switch (operation) {
+    /// A stretch of the code that is to be matched, and what is to be matched behind it.
+    struct Range {
+        char const * at;
+        char const * end;
+        Range const * next;
+    };
+
+    char const * match(Range const & range, char const * cursor) {
+        if (depth_ >= deepestMatch)
+            steps_ = -1; // no answer would be right now
+        ++depth_;
+        char const * const end = walk(range, cursor);
+        --depth_;
+        return end;
+    }
+
+    char const * walk(Range range, char const * cursor) {
+        while (--steps_ >= 0) {
+            if (range.at == range.end) {
+                if (!range.next)
+                    return cursor;
+                range = *range.next;
+                continue;
+            }
+            switch (*range.at) {
                 case 'e':
-                    code.remove_prefix(1);
+                    ++range.at;
                     break;
                 case '$':
-                    if (*cursor_)
-                        return false;
-                    code.remove_prefix(1);
+                    if (*cursor)
+                        return nullptr;
+                    ++range.at;
                     break;
                 case '^':
                     if (attempt_ != text_)
-                        return false;
-                    code.remove_prefix(1);
+                        return nullptr;
+                    ++range.at;
                     break;
-                case '.':
-                    if (!*cursor_)
-                        return false;
-                    ++cursor_;
-                    code.remove_prefix(1);
+                case '?': {
+                    // Body and what follows it stand side by side in the code.
+                    char const * const behind = range.at + sizeOf(range.at);
+                    if (char const * const end =
+                            match({range.at + 2, range.end, range.next}, cursor))
+                        return end;
+                    range.at = behind;
                     break;
-                case 'c':
-                    if (*cursor_ != code[1] || !*cursor_)
-                        return false;
-                    ++cursor_;
-                    code.remove_prefix(2);
-                    break;
-                case '[':
-                case ']':
-                    if (!inClass(code))
-                        return false;
-                    ++cursor_;
-                    code.remove_prefix(2 + bodySize(code));
-                    break;
+                }
+                case '*':
+                case '+':
+                    return repetition(range, cursor);
                 case '|':
-                    return alternatives(code.substr(1));
+                    return alternatives(range, cursor);
                 default:
-                    return repetition(operation, code.substr(2, bodySize(code)),
-                                      code.substr(2 + bodySize(code)));
+                    if (!takes(range.at, *cursor))
+                        return nullptr;
+                    ++cursor;
+                    range.at += sizeOf(range.at);
             }
         }
-        return true;
+        return nullptr;
     }
 
-    static std::size_t bodySize(std::string_view code) {
-        return static_cast<unsigned char>(code[1]);
+    /// Bytes of the operation with its operands; those of an alternation are its alternatives' own.
+    static std::ptrdiff_t sizeOf(char const * operation) {
+        if (*operation == 'c')
+            return 2;
+        return std::strchr("[]*+?", *operation) ? 2 + static_cast<unsigned char>(operation[1]) : 1;
     }
 
-    bool inClass(std::string_view code) const {
-        if (!*cursor_)
-            return false;
-        int const size = static_cast<signed char>(code[1]);
-        std::string_view const members =
-            size > 0 ? code.substr(2, static_cast<std::size_t>(size)) : std::string_view();
-        bool const listed = members.find(*cursor_) != members.npos;
-        return listed == (code[0] == '[');
+    /// Whether an operation for one character takes `c`; none takes the end of the text.
+    static bool takes(char const * operation, char c) {
+        if (c == '\0' || *operation == '.')
+            return c != '\0';
+        if (*operation == 'c')
+            return operation[1] == c;
+        int const size = static_cast<signed char>(operation[1]);
+        std::string_view const members(operation + 2, static_cast<std::size_t>(std::max(size, 0)));
+        return (members.find(c) != members.npos) == (*operation == '[');
     }
 
-    bool repetition(char operation, std::string_view body, std::string_view rest) {
-        char const * const start = cursor_;
-        if (operation == '?') {
-            if (match(std::string(body) + std::string(rest)))
-                return true;
-            cursor_ = start;
-            return match(rest);
+    /// The most rounds are made that the body allows, each matched by itself, and then given back
+    /// one by one until what follows matches too. None of this is recursion over the text.
+    char const * repetition(Range const & range, char const * cursor) {
+        char const * const body = range.at + 2;
+        char const * const behind = range.at + sizeOf(range.at);
+        Range const rest{behind, range.end, range.next};
+        bool const atLeastOnce = *range.at == '+';
+        if (body < behind && std::strchr(".c[]", *body) && body + sizeOf(body) == behind) {
+            char const * end = cursor;
+            for (; takes(body, *end); --steps_)
+                ++end;
+            for (char const * const least = cursor + atLeastOnce; end >= least; --end)
+                if (char const * const found = match(rest, end))
+                    return found;
+            return nullptr;
         }
-        if (isOneCharacter(body))
-            return run(operation, body, rest);
-        if (!match(body)) {
-            cursor_ = start;
-            return operation == '*' && match(rest);
+        std::vector<char const *> ends;
+        if (!atLeastOnce)
+            ends.push_back(cursor);
+        while (char const * const end = match({body, behind, nullptr}, cursor)) {
+            bool const advanced = end != cursor;
+            if (advanced || ends.empty())
+                ends.push_back(end);
+            if (!advanced) // one more round of nothing, and there would be no end of it
+                break;
+            cursor = end;
         }
-        char const * const behind = cursor_;
-        if (behind != start && again(operation, body, rest))
-            return true;
-        cursor_ = behind;
-        return match(rest);
+        for (; !ends.empty(); ends.pop_back())
+            if (char const * const found = match(rest, ends.back()))
+                return found;
+        return nullptr;
     }
 
-    /// One more round, which counts as a level of its own.
-    bool again(char operation, std::string_view body, std::string_view rest) {
-        if (depth_ >= deepestMatch)
-            return false;
-        ++depth_;
-        bool const found = repetition(operation, body, rest);
-        --depth_;
-        return found;
-    }
-
-    static bool isOneCharacter(std::string_view body) {
-        return body == "." || (body.size() == 2 && body[0] == 'c') ||
-               (body.size() >= 2 && std::strchr("[]", body[0]) &&
-                body.size() == 2 + bodySize(body));
-    }
-
-    /// The same for a body of one character, without a level for each: the longest run is taken
-    /// and given back one character at a time.
-    bool run(char operation, std::string_view body, std::string_view rest) {
-        char const * const least = cursor_ + (operation == '+');
-        char const * const start = cursor_;
-        char const * end = start;
-        while (walk(body))
-            end = cursor_;
-        for (; end >= least; --end) {
-            cursor_ = end;
-            if (match(rest))
-                return true;
+    /// Of two alternatives, each with all that follows the whole alternation, the one that leads
+    /// further wins. The second one may be an alternation again, which is the same question.
+    char const * alternatives(Range range, char const * cursor) {
+        char const * best = nullptr;
+        auto const further = [&best](char const * end) {
+            if (end && (!best || end > best))
+                best = end;
+        };
+        while (range.at < range.end && *range.at == '|') {
+            char const * const first = range.at + 1;
+            char const * const second = endOfAlternative(first, range.end);
+            char const * const behind = endOfAlternative(second, range.end);
+            Range const rest{behind, range.end, range.next};
+            steps_ -= behind - first;
+            further(match({first, second, &rest}, cursor));
+            if (spent() || (best && !*best))
+                return best;
+            range.at = second;
         }
-        cursor_ = start;
-        return false;
+        further(match(range, cursor));
+        return best;
     }
 
-    bool alternatives(std::string_view code) {
-        std::size_t const end = endOfAlternative(code);
-        std::string_view const second = code.substr(end);
-        std::string first(code.substr(0, end));
-        // What follows the whole alternation follows the first alternative too.
-        first += second.substr(endOfChain(second));
-        char const * const start = cursor_;
-        bool const firstFound = match(first);
-        char const * const firstEnd = cursor_;
-        if (firstFound && !*cursor_)
-            return true;
-        cursor_ = start;
-        bool const secondFound = match(second);
-        if (firstFound && (!secondFound || cursor_ < firstEnd))
-            cursor_ = firstEnd;
-        return firstFound || secondFound;
-    }
-
-    /// Behind the 'e' that closes the alternative which begins here.
-    static std::size_t endOfAlternative(std::string_view code) {
-        std::size_t at = 0;
-        for (int depth = 1; at < code.size() && depth > 0;) {
-            char const operation = code[at];
-            if (operation == '|')
-                ++depth;
-            if (operation == 'e')
-                --depth;
-            at += operation == 'c'                  ? 2
-                  : std::strchr("[]*+?", operation) ? 2 + static_cast<unsigned char>(code[at + 1])
-                                                    : 1;
+    /// Behind the 'e' that closes the alternative, or chain of them, which begins at `at`.
+    static char const * endOfAlternative(char const * at, char const * end) {
+        for (int open = 1; at < end && open > 0; at += sizeOf(at)) {
+            if (*at == '|')
+                ++open;
+            if (*at == 'e')
+                --open;
         }
         return at;
     }
 
-    /// Behind the last alternative of a chain whose second or later one begins here.
-    static std::size_t endOfChain(std::string_view code) { return endOfAlternative(code); }
-
+    std::string_view code_;
     char const * text_;
-    char const * attempt_;
-    char const * cursor_;
+    char const * attempt_ = nullptr;
+    long perAttempt_;
+    long steps_ = firstSteps;
     int depth_ = 0;
-    long steps_ = 0;
 };
 
 } // namespace
@@ -350,12 +354,7 @@ RegularExpression & RegularExpression::operator=(char const * source) {
 RegularExpression & RegularExpression::operator=(GString const & source) {
     source_ = source;
     Code const code = Compiler(source_.c_str()).compile();
-    pattern_.setLength(static_cast<unsigned int>(code.size()), ' ');
-    if (!code.empty()) {
-        std::memcpy(pattern_.getBuffer(static_cast<unsigned int>(code.size())), code.data(),
-                    code.size());
-        pattern_.releaseBuffer(static_cast<unsigned int>(code.size()));
-    }
+    pattern_.assign(code.data(), static_cast<unsigned int>(code.size()));
     return *this;
 }
 
@@ -363,13 +362,13 @@ bool RegularExpression::index(char const * text, int & start, int & length) cons
     start = length = 0;
     if (!text)
         return false;
-    std::string_view const code(pattern_.c_str(), pattern_.length());
-    for (char const * attempt = text; *attempt; ++attempt) {
-        Matcher matcher(text, attempt);
-        if (!matcher.match(code))
+    Matcher matcher({pattern_.c_str(), pattern_.length()}, text);
+    for (char const * attempt = text; *attempt && !matcher.spent(); ++attempt) {
+        char const * const end = matcher.matchAt(attempt);
+        if (!end || matcher.spent())
             continue;
         start = static_cast<int>(attempt - text);
-        length = static_cast<int>(matcher.cursor() - attempt);
+        length = static_cast<int>(end - attempt);
         return true;
     }
     return false;

@@ -2,9 +2,19 @@
 // matcher walks that code over a text.
 //
 // Known: `.` any character, `[abc]` `[a-z]` `[^abc]` classes, `*` `+` `?` greedy repetitions,
-// `(...)` grouping, `a|b` alternatives (the one that reaches further wins), `^` at the front, `$`,
-// `\b \f \n \r \t` and octal `\101` escapes. A pattern that does not compile is empty, and an empty
-// pattern matches nothing at the start of any text that is not empty.
+// `(...)` grouping, `a|b` alternatives, `^` at the front, `$`, `\b \f \n \r \t` and octal `\101`
+// escapes. What to know besides:
+//
+// - A match may lie anywhere in the text, unless `^` holds it at the start.
+// - A wrong pattern is not reported. It compiles to the empty pattern, which matches with length 0
+//   at the start of any text that is not empty. Wrong are also a second operator behind the first,
+//   as in `a**`, and a `^` that does not lead.
+// - Of two alternatives the one that leads further through the text is taken, not the first.
+// - The body of `*` or `+` is matched by itself, with no regard to what follows it.
+// - A group inside of an alternative is no fence for its own `|`: `a|(b|c)d` reads as `(a|b|c)d`.
+// - A class of 128 characters or more behaves as an empty one.
+// - Effort is bounded: where a pattern would need millions of steps, or thousands of decisions
+//   open at one time, there is no match.
 #pragma once
 
 #include "foundation/GString.h"
@@ -25,10 +35,12 @@ class ONDREL_API RegularExpression {
     /// False for a pattern that was empty or did not compile.
     bool isCompiled() const { return !pattern_.isEmpty(); }
 
-    /// Finds the first match: its place and length, both 0 when there is none.
+    /// Finds the first match: its place and length, both 0 when there is none. A null or empty text
+    /// has no match.
     bool index(char const * text, int & start, int & length) const;
     /// Whether there is a match anywhere in the text.
     bool operator==(char const * text) const;
+    bool operator==(GString const & text) const { return *this == text.c_str(); }
     bool operator!=(char const * text) const { return !(*this == text); }
     bool operator!=(GString const & text) const { return !(*this == text.c_str()); }
 
@@ -40,6 +52,6 @@ class ONDREL_API RegularExpression {
     GString pattern_;
 };
 
-/// The source is stored, never the compiled form.
+/// A byte 0 and the source, never the compiled form; any byte is accepted.
 ONDREL_API opstream & operator<<(opstream & out, RegularExpression const & expression);
 ONDREL_API ipstream & operator>>(ipstream & in, RegularExpression & expression);

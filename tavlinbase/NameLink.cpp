@@ -3,10 +3,13 @@
 
 #include "foundation/GStringCollection.h"
 #include "foundation/RegularExpression.h"
+#include "platform/DebugOutput.h"
 #include "tavlinbase/NameLinkPool.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstring>
+#include <new>
 #include <string>
 
 namespace Tavlin {
@@ -24,6 +27,13 @@ unsigned int hashOf(char const * text) {
     for (; *text; ++text)
         sum += static_cast<unsigned int>(static_cast<signed char>(*text));
     return sum & (NameLinkPool::chains - 1);
+}
+
+/// Silent in the release form of the library.
+void traceInvalid([[maybe_unused]] char const * part) {
+#ifndef NDEBUG
+    platform::debugOutput(GString::Format("error: invalid identifier %s", part).c_str());
+#endif
 }
 
 } // namespace
@@ -51,13 +61,23 @@ std::int32_t NameLinkID::offset() const {
     return text_ ? static_cast<std::int32_t>(text_ - NameLinkPool::Get().base()) : 0;
 }
 
-NameLinkID NameLink::resolve(char const * text) {
-    NameLinkPool & names = NameLinkPool::Get();
-    std::uint32_t & head = names.heads[hashOf(text)];
-    for (std::uint32_t at = head; at != 0; at = linkOf(names.base() + at))
+NameLinkID NameLink::find(char const * text) const {
+    NameLinkPool const & names = NameLinkPool::Get();
+    for (std::uint32_t at = names.heads[hashOf(text)]; at != 0; at = linkOf(names.base() + at))
         if (std::strcmp(names.base() + at, text) == 0)
             return NameLinkID(NameLinkID::Text{names.base() + at});
+    return NameLinkID();
+}
+
+NameLinkID NameLink::resolve(char const * text) {
+    assert(text);
+    if (NameLinkID const known = find(text); known.isValid())
+        return known;
+    NameLinkPool & names = NameLinkPool::Get();
+    std::uint32_t & head = names.heads[hashOf(text)];
     std::size_t const size = std::strlen(text) + 1;
+    if (size > NameLinkPool::reservation)
+        throw std::bad_alloc();
     char * const entry = static_cast<char *>(
         names.pool.alloc(static_cast<unsigned long>(NameLinkPool::linkSize + size)));
     std::memcpy(entry, &head, sizeof head);
@@ -89,8 +109,10 @@ bool NameLink::ParseDottedSequence(char const * text, TGVector<NameLinkID> & out
             continue;
         }
         if (!part.empty()) {
-            if (!IsValidIdentifier(part.c_str()))
+            if (!IsValidIdentifier(part.c_str())) {
+                traceInvalid(part.c_str());
                 return false;
+            }
             out.insert(Get()->resolve(part.c_str()));
             part.clear();
         }

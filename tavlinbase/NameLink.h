@@ -18,7 +18,11 @@ class opstream;
 namespace Tavlin {
 
 class NameLinkID;
+/// A byte for the form, then by the scope of the thread the text, the word, or the place in the
+/// dictionary.
 ONDREL_API opstream & operator<<(opstream & out, NameLinkID name);
+/// Reads every form in every scope. Null, with the read bit set, for a form or a place that is
+/// none.
 ONDREL_API ipstream & operator>>(ipstream & in, NameLinkID & name);
 
 class ONDREL_API NameLinkID {
@@ -72,7 +76,7 @@ class ONDREL_API NameLinkID {
 
   private:
     friend class NameLink;
-    friend ipstream & operator>>(ipstream & in, NameLinkID & name);
+    friend struct NameLinkPool;
     struct Text {
         char const * value;
     };
@@ -88,6 +92,8 @@ class ONDREL_API NameLink {
   public:
     static NameLink * Get();
 
+    /// The name of that text, interned at need; `text` must not be null. Throws std::bad_alloc when
+    /// the pool, 8 MiB for all names, is full.
     NameLinkID resolve(char const * text);
     /// The text; empty for the null name.
     GString resolve(NameLinkID name) { return name.getName(); }
@@ -102,11 +108,10 @@ class ONDREL_API NameLink {
     static bool ParseDottedSequence(char const * text, TGVector<NameLinkID> & out);
 
   private:
-    friend class NameLinkID;
-    friend opstream & operator<<(opstream & out, NameLinkID name);
-    friend ipstream & operator>>(ipstream & in, NameLinkID & name);
     friend struct NameLinkPool;
     NameLink() = default;
+    /// The name of that text if there is one already; otherwise null.
+    NameLinkID find(char const * text) const;
 };
 
 /// A dotted path.

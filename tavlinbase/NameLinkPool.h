@@ -6,6 +6,7 @@
 #pragma once
 
 #include "foundation/IncrementalAllocator.h"
+#include "tavlinbase/NameLink.h"
 
 #include <cstdint>
 
@@ -19,6 +20,10 @@ struct NameLinkPool {
     NameLinkPool() : pool(reservation, 0, 1, nullptr) {}
 
     char const * base() const { return static_cast<char const *>(pool.getBase()); }
+
+    /// The name whose text stands at offset `word`; false when there is none. `trusted` spares the
+    /// test that a text begins there and not in the middle.
+    bool nameOfWord(std::uint32_t word, bool trusted, NameLinkID & name) const;
 
     /// Made at first use; the memory goes back when the process ends.
     static NameLinkPool & Get();

@@ -4,7 +4,10 @@
 //
 // The dump is its size in 32 bits and the bytes of the pool with all links zeroed. Once a name has
 // been met, the reader keeps its number in the place of its link, so that each costs one look-up
-// per scene. A null name is a negative place.
+// per scene. A null name is a negative place. A name that is younger than the dump goes by text.
+//
+// A name that cannot be had, because the byte is unknown or the word or place leads nowhere, reads
+// as null and sets the read bit of the stream.
 #include "persistence/pstream.h"
 #include "tavlinbase/NameLink.h"
 #include "tavlinbase/NameLinkPool.h"
@@ -21,6 +24,7 @@ enum Mode : unsigned char { ByText = 0, ByWord = 1, ByPlace = 2 };
 struct Scope {
     Mode mode = ByText;
     int depth = 0;
+    std::size_t written = 0;     // bytes of the dump that FastSceneWrite wrote
     std::vector<char> dump;      // what FastSceneRead has read
     std::vector<NameLinkID> met; // the names met in it, numbered from 1
 };
@@ -36,12 +40,22 @@ bool enter(Mode mode) {
 }
 
 void leave() {
-    if (--t_scope.depth > 0)
-        return;
-    t_scope.mode = ByText;
-    std::vector<char>().swap(t_scope.dump);
-    std::vector<NameLinkID>().swap(t_scope.met);
+    if (--t_scope.depth == 0)
+        t_scope = Scope();
 }
+
+/// Leaves the scope again when its constructor does not come to an end.
+class Entry {
+  public:
+    ~Entry() {
+        if (!done_)
+            leave();
+    }
+    void done() { done_ = true; }
+
+  private:
+    bool done_ = false;
+};
 
 constexpr long dumpPiece = 0x10000;
 
@@ -58,6 +72,7 @@ NameLinkID::SameMemorySerialize::~SameMemorySerialize() {
 NameLinkID::FastSceneWrite::FastSceneWrite(opstream & out) {
     if (!enter(ByPlace))
         return;
+    Entry entry;
     NameLinkPool const & names = NameLinkPool::Get();
     std::vector<char> copy(names.base(), names.base() + names.pool.getAllocated());
     for (std::size_t at = 0; at < copy.size();) {
@@ -67,6 +82,8 @@ NameLinkID::FastSceneWrite::FastSceneWrite(opstream & out) {
     }
     out.writeDWord(static_cast<unsigned long>(copy.size()));
     out.writeBytes(copy.data(), static_cast<long>(copy.size()));
+    t_scope.written = copy.size();
+    entry.done();
 }
 
 NameLinkID::FastSceneWrite::~FastSceneWrite() {
@@ -76,6 +93,7 @@ NameLinkID::FastSceneWrite::~FastSceneWrite() {
 NameLinkID::FastSceneRead::FastSceneRead(ipstream & in) {
     if (!enter(ByPlace))
         return;
+    Entry entry;
     // Grows with what arrives: the size comes from outside.
     std::vector<char> & dump = t_scope.dump;
     for (unsigned long left = in.readDWord(); left > 0;) {
@@ -91,6 +109,7 @@ NameLinkID::FastSceneRead::FastSceneRead(ipstream & in) {
         left -= static_cast<unsigned long>(piece);
     }
     dump.push_back('\0');
+    entry.done();
 }
 
 NameLinkID::FastSceneRead::~FastSceneRead() {
@@ -98,7 +117,9 @@ NameLinkID::FastSceneRead::~FastSceneRead() {
 }
 
 opstream & operator<<(opstream & out, NameLinkID name) {
-    Mode const mode = t_scope.mode;
+    Mode mode = t_scope.mode;
+    if (mode == ByPlace && static_cast<std::size_t>(name.offset()) >= t_scope.written)
+        mode = name.isValid() ? ByText : ByPlace;
     out.writeByte(mode);
     switch (mode) {
         case ByText:
@@ -119,11 +140,10 @@ opstream & operator<<(opstream & out, NameLinkID name) {
 
 namespace {
 
-NameLinkID nameAtPlace(std::int32_t place) {
+bool nameAtPlace(std::size_t at, NameLinkID & name) {
     std::vector<char> & dump = t_scope.dump;
-    auto const at = static_cast<std::size_t>(place);
-    if (place < 0 || at + NameLinkPool::linkSize >= dump.size())
-        return NameLinkID();
+    if (at + NameLinkPool::linkSize >= dump.size())
+        return false;
     std::uint32_t number;
     std::memcpy(&number, &dump[at], sizeof number);
     if (number == 0) {
@@ -131,10 +151,25 @@ NameLinkID nameAtPlace(std::int32_t place) {
         number = static_cast<std::uint32_t>(t_scope.met.size());
         std::memcpy(&dump[at], &number, sizeof number);
     }
-    return number <= t_scope.met.size() ? t_scope.met[number - 1] : NameLinkID();
+    if (number > t_scope.met.size())
+        return false;
+    name = t_scope.met[number - 1];
+    return true;
 }
 
 } // namespace
+
+/// Within a scope of the same memory the word was written by this process a moment ago. A word from
+/// anywhere else counts only when it is that of a whole name.
+bool NameLinkPool::nameOfWord(std::uint32_t word, bool trusted, NameLinkID & name) const {
+    if (word < linkSize || word >= pool.getAllocated())
+        return false;
+    NameLinkID const found(NameLinkID::Text{base() + word});
+    if (!trusted && NameLink::Get()->find(found.text_) != found)
+        return false;
+    name = found;
+    return true;
+}
 
 ipstream & operator>>(ipstream & in, NameLinkID & name) {
     unsigned char const mode = in.readByte();
@@ -145,14 +180,16 @@ ipstream & operator>>(ipstream & in, NameLinkID & name) {
         GString text;
         in >> text;
         name = NameLinkID(text.c_str());
-    } else if (mode == ByWord) {
-        NameLinkPool const & names = NameLinkPool::Get();
-        unsigned long const offset = in.readDWord();
-        if (offset >= NameLinkPool::linkSize && offset < names.pool.getAllocated())
-            name = NameLinkID(NameLinkID::Text{names.base() + offset});
-    } else if (mode == ByPlace) {
-        name = nameAtPlace(static_cast<std::int32_t>(in.readDWord()));
+        return in;
     }
+    auto const word = static_cast<std::uint32_t>(mode <= ByPlace ? in.readDWord() : 1);
+    bool found = false;
+    if (mode == ByWord)
+        found = word == 0 || NameLinkPool::Get().nameOfWord(word, t_scope.mode == ByWord, name);
+    else if (mode == ByPlace)
+        found = static_cast<std::int32_t>(word) < 0 || nameAtPlace(word, name);
+    if (!found)
+        in.setstate(pstream::ReadFailedBit);
     return in;
 }
 
@@ -168,6 +205,9 @@ ipstream & operator>>(ipstream & in, TGVector<NameLinkID> & names) {
     for (unsigned long count = in.readDWord(); count > 0 && in.good(); --count) {
         NameLinkID name;
         in >> name;
+        // By doubling, as the count is not to be trusted with an allocation.
+        if (names.getCount() == names.getLimit())
+            names.setLimit(names.getCount() < 16 ? 16 : 2 * names.getCount());
         names.insert(name);
     }
     return in;
