@@ -1,32 +1,22 @@
 // Streams made to do harm: each ends in an exception, a state or a result, soon and with no more
 // memory than has arrived.
+#include "allocation_support.h"
 #include "pstream_support.h"
 
-#include <algorithm>
-#include <atomic>
 #include <chrono>
-#include <cstdlib>
-#include <new>
 #include <random>
-
-#if defined(__SANITIZE_ADDRESS__)
-#define COUNT_ALLOCATIONS 0
-#else
-#define COUNT_ALLOCATIONS 1
-#endif
 
 using namespace pstream_tests;
 
 namespace {
 
-std::atomic<std::size_t> g_largest{0};
-
-/// The largest single request for memory while `act` runs; 0 where it is not counted.
+/// The largest single request for memory while `act` runs.
 template <class Act>
 std::size_t largestRequest(Act act) {
-    g_largest = 0;
+    allocation::forget();
     act();
-    return g_largest;
+    EXPECT_TRUE(allocation::largest() > 0 || !allocation::isWatched());
+    return allocation::largest();
 }
 
 /// Reads all references that there are, and swallows what the frames throw.
@@ -58,23 +48,6 @@ std::string world() {
 }
 
 } // namespace
-
-#if COUNT_ALLOCATIONS
-void * operator new(std::size_t size) {
-    std::size_t seen = g_largest;
-    while (size > seen && !g_largest.compare_exchange_weak(seen, size)) {
-    }
-    if (void * const block = std::malloc(size ? size : 1))
-        return block;
-    throw std::bad_alloc();
-}
-void operator delete(void * block) noexcept {
-    std::free(block);
-}
-void operator delete(void * block, std::size_t) noexcept {
-    std::free(block);
-}
-#endif
 
 class HostilePStream : public PStream {};
 
