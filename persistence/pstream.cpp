@@ -4,6 +4,7 @@
 
 #include "foundation/GMetaClass.h"
 #include "persistence/PStreamExceptions.h"
+#include "platform/Stack.h"
 
 #include <algorithm>
 #include <climits>
@@ -133,7 +134,7 @@ long pstream::position() const {
 }
 
 pstream::NestingGuard::NestingGuard(pstream & stream) : stream_(stream) {
-    if (stream_.nesting_ >= stream_.nestingLimit_)
+    if (stream_.nesting_ >= stream_.nestingLimit_ || platform::stackIsLow())
         throw InvalidPStream_Exception("Objects are nested too deeply");
     ++stream_.nesting_;
 }

@@ -32,9 +32,8 @@ class ONDREL_API pstream {
     enum EndianType { NativeEndian = 0, SwappedEndian = 1 };
     /// Bits of the state.
     enum StateBits { EofBit = 1, ReadFailedBit = 2, WriteFailedBit = 4 };
-    /// How deep objects may stand within each other at first: deep enough for any world, and safe
-    /// on the usual stack.
-    static constexpr int defaultNestingLimit = 1000;
+    /// How deep objects may stand within each other at first.
+    static constexpr int defaultNestingLimit = 10000;
 
     pstream(pstream const &) = delete;
     pstream & operator=(pstream const &) = delete;
@@ -63,9 +62,9 @@ class ONDREL_API pstream {
     EndianType endian(EndianType type);
     bool need_swap_bytes() const { return endian_ != NativeEndian; }
 
-    /// The deepest nesting of objects that this stream writes or reads; what goes beyond throws
-    /// InvalidPStream_Exception "Objects are nested too deeply". Raise it only with the stack for
-    /// it: each level is a call of `read` and what that calls.
+    /// The deepest nesting of objects that this stream writes or reads. What goes beyond throws
+    /// InvalidPStream_Exception "Objects are nested too deeply", and so does what the stack of the
+    /// thread has no room for, whatever the limit.
     int nesting_limit() const { return nestingLimit_; }
     void nesting_limit(int limit) { nestingLimit_ = limit; }
 

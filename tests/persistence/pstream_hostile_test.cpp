@@ -47,6 +47,20 @@ std::string world() {
     return memory.bytes() + hex("02") + framed("Unknown", hex("02") + framed("T::Leaf", "x"));
 }
 
+/// Needs much of the stack to be read.
+class Spacious : public Tracked {
+    G_DECLARE_CREATABLE(Spacious)
+  public:
+    void read(ipstream & in) override {
+        unsigned char volatile room[100000];
+        room[0] = in.readByte();
+        in.readPointer<Spacious>();
+        room[99999] = room[0];
+    }
+    void write(opstream &) override {}
+};
+G_DEFINE_CREATABLE(Spacious, "T::Spacious", Tracked)
+
 } // namespace
 
 class HostilePStream : public PStream {};
@@ -149,6 +163,14 @@ TEST_F(HostilePStream, NestingAHundredThousandDeepIsRefused) {
         EXPECT_EQ(thrownText<InvalidPStream_Exception>(
                       [&] { Memory(bytes)->readPointer<GStreamable>(); }),
                   "Objects are nested too deeply");
+}
+
+TEST_F(HostilePStream, TheStackEndsNestingBeforeAnyLimit) {
+    Memory memory(repeated(hex("02 B1 B5 0F CF 0B 00") + "T::Spacious" + hex("00"), 100000));
+    memory->nesting_limit(1000000);
+    EXPECT_EQ(thrownText<InvalidPStream_Exception>([&] { memory->readPointer<Spacious>(); }),
+              "Objects are nested too deeply");
+    EXPECT_GT(memory->getObjectCount(), 10);
 }
 
 TEST_F(HostilePStream, AChainTooLongToBeReadIsNotWritten) {
