@@ -1,10 +1,11 @@
 // Object streams against bytes written out by hand.
 #include "pstream_support.h"
 
+#include "diagnostics/GEmergencyLog.h"
 #include "foundation/GMetaClass.h"
 
+#include <cstdio>
 #include <cstring>
-#include <functional>
 #include <random>
 #include <vector>
 
@@ -460,6 +461,8 @@ TEST_F(PStream, AnUnknownObjectIsSkippedToItsOwnSuffix) {
     std::string const bodies[] = {
         hex(""),
         hex("01 02 03"),
+        hex("EF"),
+        hex("EF 80 4A"),
         hex("EF 80 4A 29 00 00 00 00"),                  // a suffix with another length
         hex("EF 80 4A 29"),                              // the same, cut off by the real one
         hex("B1 B5 0F B1 B5 EF EF 80 EF 80 4A EF"),      // beginnings of both magics
@@ -572,6 +575,25 @@ TEST_F(PStream, ExceptionsForReadersHaveTheirTexts) {
                                    "Write error"};
     for (int state = 0; state < 6; ++state)
         EXPECT_STREQ(NonZeroPStreamState_Exception(state).getMessage().c_str(), states[state]);
+}
+
+TEST_F(PStream, FailuresAndSkippedObjectsLeaveATraceInTheLog) {
+    GEmergencyLog & log = GEmergencyLog::Get();
+    std::string const file = testing::TempDir() + "ondrel_pstream_test.log";
+    log.setFile(file.c_str());
+    log.enable(true);
+    Memory(hex("02") + framed("Unknown", "x"))->readPointer<Leaf>();
+    std::string const warning = log.lastSection();
+    OldPrefix_Exception const exception;
+    std::string const failure = log.lastSection();
+    log.enable(false);
+    log.close_session();
+    log.setFile("");
+    std::remove(file.c_str());
+    EXPECT_EQ(warning.find("<WARNING"), 0u);
+    EXPECT_NE(warning.find("\nSkipping object Unknown\n"), std::string::npos);
+    EXPECT_EQ(failure.find("<EXCEPTION"), 0u);
+    EXPECT_NE(failure.find("\nUnsupported old prefix in stream\n"), std::string::npos);
 }
 
 // States.
