@@ -303,12 +303,14 @@ class Matcher {
             if (end && (!best || end > best))
                 best = end;
         };
-        while (range.at < range.end && *range.at == '|') {
+        char const * const chain = range.at + 1;
+        char const * const behind = endOfAlternative(endOfAlternative(chain, range.end), range.end);
+        Range const rest{behind, range.end, range.next};
+        steps_ -= behind - chain;
+        // The counting ends at the same place from every member of a chain.
+        while (range.at < behind && *range.at == '|') {
             char const * const first = range.at + 1;
-            char const * const second = endOfAlternative(first, range.end);
-            char const * const behind = endOfAlternative(second, range.end);
-            Range const rest{behind, range.end, range.next};
-            steps_ -= behind - first;
+            char const * const second = endOfAlternative(first, behind);
             further(match({first, second, &rest}, cursor));
             if (spent() || (best && !*best))
                 return best;
