@@ -103,7 +103,7 @@ void AgentShell::enlist() {
 
 AgentShell::~AgentShell() {
     if (AgentManager2 * const manager = AgentManager2::Get())
-        manager->forget(this, running_);
+        manager->forget(this);
 }
 
 int AgentShell::compare(Object const & other) const {

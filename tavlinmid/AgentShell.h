@@ -93,11 +93,13 @@ class ONDREL_API AgentShell : public TypedObjectNode, public IDynamicDataReadWri
     void onFinalRelease() override;
 
   private:
+    friend class AgentList;
     void enlist();
 
     ComponentByPriority components_;
     VariableVar speedFactor_;
     bool running_ = false;
+    long listPlace_[2] = {-1, -1}; // where it was put in the manager's lists; -1 for nowhere
 };
 
 } // namespace Tavlin

@@ -30,7 +30,47 @@ constexpr float leastDelta = 0.00001f;
 
 } // namespace
 
-AgentManager2::AgentManager2() : agents_(0, 64, 0), stopped_(0, 64, 0), timeCallback_(*this) {
+// An agent stands in a list at most once by the manager's own doing, so the place that it noted is
+// that of its last insertion, and where it is now lies at or below it. An agent whose note is
+// empty stands in none; one that somebody has taken out in another way is searched for in vain.
+long AgentList::v_index_of(void const * item) const {
+    auto const * const agent = static_cast<AgentShell const *>(item);
+    long const noted = agent ? agent->listPlace_[which_] : getCount() - 1;
+    long high = noted < getCount() ? noted : getCount() - 1;
+    for (long low = 0; low <= high; ++low, --high) {
+        if (at(high) == agent)
+            return high;
+        if (at(low) == agent)
+            return low;
+    }
+    return -1;
+}
+
+void AgentList::note(void * item, long place) {
+    if (item)
+        static_cast<AgentShell *>(item)->listPlace_[which_] = place;
+}
+
+void AgentList::v_at_insert(long index, void * item) {
+    TGCollection<AgentShell>::v_at_insert(index, item);
+    // An insertion that is not at the end moves others up, out of reach of their notes.
+    for (long i = index; i < getCount(); ++i)
+        note(at(i), i);
+}
+
+void AgentList::v_at_put(long index, void * item) {
+    TGCollection<AgentShell>::v_at_put(index, item);
+    note(item, index);
+}
+
+void AgentList::v_at_remove(long index) {
+    check_index(index);
+    AgentShell * const agent = at(index);
+    TGCollection<AgentShell>::v_at_remove(index);
+    note(agent, -1);
+}
+
+AgentManager2::AgentManager2() : timeCallback_(*this) {
     g_object = this;
     if (SceneObject * const scene = SceneObject::Get())
         scene->regObject("Agents", TRef<Object>(this));
@@ -120,7 +160,7 @@ void AgentManager2::setStopped(AgentShell * agent) {
         stopped_.insert(agent);
 }
 
-void AgentManager2::forget(AgentShell * agent, bool) {
+void AgentManager2::forget(AgentShell * agent) {
     agents_.remove(agent);
     stopped_.remove(agent);
 }

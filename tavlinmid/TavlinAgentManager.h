@@ -7,6 +7,26 @@
 
 namespace Tavlin {
 
+/// A list of agents that are not owned. Each agent knows in which of the lists it stands and where
+/// it was put, so that moving one does not search the whole population: places only move down,
+/// when agents in front leave, and most agents leave from one of the ends.
+class ONDREL_API AgentList : public TGCollection<AgentShell> {
+  public:
+    /// The lists an agent can stand in.
+    enum Which { Running = 0, Stopped = 1 };
+    explicit AgentList(Which which) : TGCollection<AgentShell>(0, 64, 0), which_(which) {}
+
+  protected:
+    long v_index_of(void const * item) const override;
+    void v_at_insert(long index, void * item) override;
+    void v_at_put(long index, void * item) override;
+    void v_at_remove(long index) override;
+
+  private:
+    void note(void * item, long place);
+    Which which_;
+};
+
 class ONDREL_API AgentManager2 : public Object, public IDispatcherImpl {
     G_DECLARE_CREATABLE(AgentManager2)
     TAVLIN_DECLARE_DISPATCHER(AgentManager2)
@@ -62,12 +82,12 @@ class ONDREL_API AgentManager2 : public Object, public IDispatcherImpl {
     void step();
     void setRunning(AgentShell * agent);
     void setStopped(AgentShell * agent);
-    void forget(AgentShell * agent, bool running);
+    void forget(AgentShell * agent);
 
     static AgentManager2 * g_object;
 
-    TGCollection<AgentShell> agents_;
-    TGCollection<AgentShell> stopped_;
+    AgentList agents_{AgentList::Running};
+    AgentList stopped_{AgentList::Stopped};
     cb timeCallback_;
     float lastTime_ = 0;
 };
