@@ -37,8 +37,6 @@ class ONDREL_API GPointer {
     friend class GObject;
     /// Tells all pointers to `object` that it dies.
     static void ObjectDestroyed(GObject * object);
-    void link();
-    void unlink();
 
     GObject * object_;
     GPointer * next_ = nullptr;
