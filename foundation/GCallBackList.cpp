@@ -1,0 +1,65 @@
+// Registration by function, data and reason.
+#include "foundation/GCallBackList.h"
+
+constinit GCallBackReason const GAnyReason(static_cast<long>(0x80000000));
+
+GCallBackList::GCallBackList() : rep_(new GCallBackListRep) {}
+
+GCallBackList::~GCallBackList() {
+    delete rep_;
+}
+
+namespace {
+
+bool isFor(GCallBackItem const & item, GCallBackFunction function, void * data) {
+    return item.function == function && item.data == data;
+}
+
+/// The item of this function and data with exactly this reason, or null.
+GCallBackItem * find(GCallBackListRep & rep, GCallBackFunction function, GCallBackReason reason,
+                     void * data) {
+    for (GCallBackItem & item : rep)
+        if (isFor(item, function, data) && item.reason == reason)
+            return &item;
+    return nullptr;
+}
+
+} // namespace
+
+void GCallBackList::attach_callback(GCallBackFunction function, GCallBackReason reason,
+                                    void * data) {
+    if (GCallBackItem * const any = find(*rep_, function, GAnyReason, data)) {
+        if (reason == GAnyReason)
+            ++any->count;
+        return;
+    }
+    if (GCallBackItem * const same = find(*rep_, function, reason, data)) {
+        ++same->count;
+        return;
+    }
+    if (reason == GAnyReason)
+        detach_callback(function, GAnyReason, data);
+    rep_->insert({function, reason, data, 1});
+}
+
+void GCallBackList::detach_callback(GCallBackFunction function, GCallBackReason reason,
+                                    void * data) {
+    for (long i = rep_->getCount() - 1; i >= 0; --i) {
+        GCallBackItem & item = rep_->at(i);
+        if (!isFor(item, function, data))
+            continue;
+        if (reason == GAnyReason || (item.reason == reason && --item.count == 0))
+            rep_->at_remove(i);
+    }
+}
+
+void GCallBackList::call(GCallBackReason reason, void * param) {
+    for (long i = rep_->getCount() - 1; i >= 0; --i) {
+        // A callback may detach itself and others.
+        if (i >= rep_->getCount())
+            continue;
+        GCallBackItem const item = rep_->at(i);
+        if (item.reason == reason || item.reason == GAnyReason)
+            item.function(reason, param, item.data);
+    }
+}
