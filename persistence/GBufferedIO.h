@@ -20,6 +20,8 @@ class ONDREL_API GAbstractBufferedIO : public GIO {
     /// that is here already is kept.
     virtual void setIO(GIO * device);
     GIO * getIO() const { return device_; }
+    /// For the owner that opens the device after the buffer was put on it.
+    using GIO::store_open_mode;
 
     /// The bytes taken; -1 when writing could not start at all.
     long gwrite(void const * data, long count) override;
@@ -97,6 +99,8 @@ class ONDREL_API GBufferedIO : public GAbstractBufferedIO {
   public:
     /// A size of 0 or less becomes 4. No device: error NoDevice.
     explicit GBufferedIO(long size = 4096);
+    /// Keeps a literal 0 from being taken for a null device.
+    explicit GBufferedIO(int size) : GBufferedIO(static_cast<long>(size)) {}
     /// Takes over `device`.
     explicit GBufferedIO(GIO * device, long size = 4096);
     ~GBufferedIO() override;

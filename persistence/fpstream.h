@@ -1,5 +1,5 @@
-// Object streams on files. A name that must exist goes through the redirection file first, which
-// maps bare names to search directories.
+// Object streams on files: fpbase brings the buffered file, the classes derived from it the
+// directions. A file that must exist is looked for through the redirection file.
 #pragma once
 
 #include "persistence/GFileIO.h"
@@ -9,26 +9,35 @@ class RedirectionFile;
 
 class ONDREL_API fpbase : public virtual pstream {
   public:
+    /// Bits of the older open mode, besides GIO::IOOpenMode in the low two.
+    enum OpenBits { Truncating = 16, NoCreation = 0x20, NoReplacing = 0x40 };
+
     fpbase();
     fpbase(char const * name, int mode);
     fpbase(char const * name, GIO::IOOpenMode mode, GFileIO::IOCreateMode create,
            GFileIO::IOShareMode share);
+    ~fpbase() override;
 
-    /// State 2 when a file is open already, 4 when this one cannot be opened, else 0.
+    /// The state is 0 afterwards, 4 when the file cannot be opened, and 2 when one was open
+    /// already, which stays. With ExistingOnly the name goes through GFile::redirect.
     void open(char const * name, GIO::IOOpenMode mode, GFileIO::IOCreateMode create,
               GFileIO::IOShareMode share);
-    /// The older form: 1 read, 2 write, 3 both; 16 cuts the file; 0x20 never creates, 0x40 never
-    /// replaces, and both together open nothing.
+    /// The same in the older way, shared with nobody. NoCreation and NoReplacing together do
+    /// nothing at all.
     void open(char const * name, int mode);
+    /// Writes out what is held back and closes; the state is 0 afterwards. Who must know whether
+    /// all was written asks for the state after a flush.
     void close();
-    bool is_open() const { return file_->is_opened(); }
-    GIO::IOOpenMode io_mode() const { return file_->open_mode(); }
+    bool is_open() const { return file() && file()->is_opened(); }
+    GIO::IOOpenMode io_mode() const { return file() ? file()->open_mode() : GIO::ReadMode; }
     GBufferedIO * rdbuf() { return &device_; }
 
-    /// Loads the redirection file, or takes one over; null for none.
-    static void SetRedirectionFile(char const * name);
+    /// Loads a redirection file, for all streams; null for none.
+    static void SetRedirectionFile(char const * file);
+    /// Takes the ownership; null for none.
     static void SetRedirectionFile(RedirectionFile * file);
     static RedirectionFile * GetRedirectionFile();
+    /// The place of a bare name by the redirection file; the name itself when there is none.
     static GString RedirectedName(char const * name, unsigned char mustExist);
     static GString redirected_name(char const * name) { return RedirectedName(name, 1); }
 
@@ -36,7 +45,10 @@ class ONDREL_API fpbase : public virtual pstream {
     bool change_size(long size);
 
   private:
-    GFileIO * file_; // owned by the device
+    /// The file; null when another device was put in its place.
+    GFileIO * file() const { return device_.getIO() == file_ ? file_ : nullptr; }
+
+    GFileIO * file_; // owned by device_
     GBufferedIO device_;
 };
 
@@ -47,7 +59,6 @@ class ONDREL_API ifpstream : public fpbase, public ipstream {
     ifpstream(char const * name, GIO::IOOpenMode mode, GFileIO::IOCreateMode create,
               GFileIO::IOShareMode share)
         : fpbase(name, mode, create, share) {}
-    using fpbase::rdbuf;
 };
 
 class ONDREL_API ofpstream : public fpbase, public opstream {
@@ -57,9 +68,7 @@ class ONDREL_API ofpstream : public fpbase, public opstream {
     ofpstream(char const * name, GIO::IOOpenMode mode, GFileIO::IOCreateMode create,
               GFileIO::IOShareMode share)
         : fpbase(name, mode, create, share) {}
-    ~ofpstream() override { flush(); }
-    using fpbase::rdbuf;
-    /// Flushes, then cuts or lengthens the file.
+    /// Cuts or extends the file and leaves the position at its new end.
     bool change_size(long size);
 };
 
@@ -70,7 +79,6 @@ class ONDREL_API fpstream : public fpbase, public iopstream {
     fpstream(char const * name, GIO::IOOpenMode mode, GFileIO::IOCreateMode create,
              GFileIO::IOShareMode share)
         : fpbase(name, mode, create, share) {}
-    ~fpstream() override { flush(); }
-    using fpbase::rdbuf;
+    /// The same.
     bool change_size(long size);
 };

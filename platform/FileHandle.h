@@ -14,8 +14,12 @@ enum FileAccess : unsigned { ReadAccess = 1, WriteAccess = 2 };
 enum class FileCreation { Existing, New, Always };
 enum class FileSeek { Start, Current, End };
 
-/// Opens a file; `name` has the separators of GFile. noFile on failure.
-ONDREL_API FileHandle openFile(char const * name, unsigned access, FileCreation creation);
+/// Opens a file; `name` has the separators of GFile. noFile on failure. `share` says in the same
+/// bits what others may do with the file meanwhile: an opening fails when it asks for what an
+/// earlier one does not share, or does not share what an earlier one has. That holds between all
+/// who open with this function, in any process, on file systems that have locks.
+ONDREL_API FileHandle openFile(char const * name, unsigned access, FileCreation creation,
+                               unsigned share = ReadAccess | WriteAccess);
 ONDREL_API void closeFile(FileHandle file);
 /// The number of bytes done, short only at the end of the file or on a failure; -1 when nothing
 /// could be done.
@@ -25,6 +29,8 @@ ONDREL_API long writeFile(FileHandle file, void const * data, long count);
 ONDREL_API std::int64_t seekFile(FileHandle file, std::int64_t offset, FileSeek from);
 /// Cuts or lengthens the file to `size` bytes.
 ONDREL_API bool resizeFile(FileHandle file, std::int64_t size);
+/// In bytes; -1 on failure.
+ONDREL_API std::int64_t fileSize(FileHandle file);
 /// Waits until what was written is on the medium.
 ONDREL_API bool syncFile(FileHandle file);
 

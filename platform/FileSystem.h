@@ -1,44 +1,17 @@
-// Files, directories and drives. Names come in and go out with backslashes, whatever the system
-// uses; these functions, and only they, translate. `\usr\x` is an absolute name, and a name with a
-// drive letter never exists where there are no drives. No function throws but for memory.
+// Names of files, directories and drives; open files are in FileHandle.h. Names come in and go out
+// with backslashes, whatever the system uses; these functions, and only they, translate. `\usr\x`
+// is an absolute name, and a name with a drive letter never exists where there are no drives. No
+// function throws but for memory.
 #pragma once
 
 #include "platform/Export.h"
-#include "platform/SystemTypes.h"
+#include "platform/FileHandle.h"
 
 #include <cstdint>
 #include <ctime>
 #include <string>
 
 namespace platform {
-
-// Open files.
-
-enum FileAccess : unsigned { FileRead = 1, FileWrite = 2 }; ///< also what others may do meanwhile
-enum class FileCreation { OpenExisting, CreateNew, OpenAlways };
-enum class FileOrigin { Start, Current, End };
-
-/// The handle of no file.
-inline HANDLE invalidFile() {
-    return reinterpret_cast<HANDLE>(std::intptr_t{-1});
-}
-/// `access` and `share` are sums of FileAccess. An opening fails when it asks for what an earlier
-/// one does not share, or does not share what an earlier one has. Directories cannot be opened.
-ONDREL_API HANDLE openFile(char const * name, unsigned access, FileCreation creation,
-                           unsigned share);
-ONDREL_API void closeFile(HANDLE file);
-/// The bytes that went through: fewer than asked for only at the end of the file or when the
-/// system refuses more; 0 on failure.
-ONDREL_API long readFile(HANDLE file, void * bytes, long count);
-ONDREL_API long writeFile(HANDLE file, void const * bytes, long count);
-/// The new position, or -1. A position may lie behind the end, but not in front of the start.
-ONDREL_API std::int64_t seekFile(HANDLE file, std::int64_t offset, FileOrigin origin);
-/// Cuts or extends the file to its position.
-ONDREL_API bool endFileHere(HANDLE file);
-/// In bytes, or -1.
-ONDREL_API std::int64_t fileSize(HANDLE file);
-/// What was written is on the disk when this returns true.
-ONDREL_API bool syncFile(HANDLE file);
 
 // Names.
 
@@ -84,8 +57,8 @@ struct DirectoryEntry : FileStatus {
     std::string name;
 };
 struct DirectoryWalk;
-/// A walk over a directory with `.` and `..` in it where the system lists them; null when there is
-/// none of that name. Goes to endDirectoryWalk in the end.
+/// A walk over a directory in the order of the names, with `.` and `..` among them but for a root;
+/// null when there is none of that name. Goes to endDirectoryWalk in the end.
 ONDREL_API DirectoryWalk * startDirectoryWalk(char const * name);
 /// False at the end. An entry that vanishes meanwhile is left out.
 ONDREL_API bool nextDirectoryEntry(DirectoryWalk & walk, DirectoryEntry & entry);
