@@ -18,7 +18,8 @@ bool GFileIO::open(char const * name, IOOpenMode mode, IOCreateMode create, IOSh
     auto const creation = create == ExistingOnly ? platform::FileCreation::Existing
                           : create == NewOnly    ? platform::FileCreation::New
                                                  : platform::FileCreation::Always;
-    handle_ = platform::openFile(name, static_cast<unsigned>(mode), creation);
+    handle_ = platform::openFile(name, static_cast<unsigned>(mode), creation,
+                                 static_cast<unsigned>(share));
     store_open_mode(mode);
     createMode_ = create;
     shareMode_ = share;

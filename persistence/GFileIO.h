@@ -12,7 +12,7 @@ class ONDREL_API GFileIO : public GIO {
         OpenOrCreate = 2,
         CreateAndTruncate = 3 ///< opened or created, and cut to no bytes
     };
-    /// What others may do with the file meanwhile; a request that some systems do not know.
+    /// What others may do with the file meanwhile. It binds those who open files with this class.
     enum IOShareMode { ShareNone = 0, ShareRead = 1, ShareWrite = 2, ShareBoth = 3 };
 
     GFileIO() = default;
