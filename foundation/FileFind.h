@@ -59,7 +59,6 @@ class ONDREL_API FileFind : public FileInfo {
     bool nextDrive();
     bool accepts(platform::DirectoryEntry const & entry) const;
     void take(platform::DirectoryEntry const & entry);
-    GFile entryName(char const * bare) const;
 
     int valid_ = 0;
     bool bareNames_ = false;

@@ -1,7 +1,7 @@
 // Text work on names; what needs the disk asks the platform.
 #include "foundation/GFile.h"
 
-#include "platform/Paths.h"
+#include "platform/FileSystem.h"
 
 #include <cstring>
 #include <string>
@@ -10,6 +10,16 @@
 namespace {
 
 constinit GFile::Redirector g_redirector = nullptr;
+
+/// The length of the drive in front.
+unsigned int driveLength(GFile const & file) {
+    return file.length() > 1 && file.at(1) == ':' ? 2 : 0;
+}
+
+/// Where the last component begins.
+unsigned int nameStart(GFile const & file) {
+    return static_cast<unsigned int>(file.get_name() - file.c_str());
+}
 
 std::vector<std::string> components(char const * path) {
     std::vector<std::string> parts;
@@ -34,6 +44,18 @@ void GFile::SetRedirector(Redirector redirector) {
     g_redirector = redirector;
 }
 
+GFile::GFile(GString const & name) : GString(name) {
+    convert();
+}
+
+GFile::GFile(char const * name) : GString(name) {
+    convert();
+}
+
+GFile::GFile(char const * name, unsigned int n) : GString(name, n) {
+    convert();
+}
+
 GFile & GFile::operator=(char const * name) {
     GString::operator=(name);
     convert();
@@ -46,6 +68,11 @@ GFile & GFile::operator=(GString const & name) {
     return *this;
 }
 
+void GFile::convert() {
+    if (std::strchr(c_str(), '/')) // else a shared text stays shared
+        translate('/', '\\');
+}
+
 bool GFile::valid() const {
     return std::strpbrk(c_str(), "<>|") == nullptr;
 }
@@ -55,7 +82,8 @@ bool GFile::isMask() const {
 }
 
 bool GFile::exists() const {
-    return !isEmpty() && !isMask() && platform::pathKind(c_str()) != platform::PathKind::Absent;
+    platform::FileStatus status;
+    return !isEmpty() && !isMask() && platform::fileStatus(c_str(), status);
 }
 
 bool GFile::isDirectory() const {
@@ -65,7 +93,8 @@ bool GFile::isDirectory() const {
     bare.rtrim('\\');
     if (bare.isEmpty() && !isEmpty())
         bare = "\\";
-    return platform::pathKind(bare.c_str()) == platform::PathKind::Directory;
+    platform::FileStatus status;
+    return platform::fileStatus(bare.c_str(), status) && status.directory;
 }
 
 bool GFile::isDrive() const {
@@ -82,14 +111,6 @@ bool GFile::isRelativePath() const {
 bool GFile::equals_to(char const * other) const {
     GFile a(*this), b(other);
     return a.expand().compare(b.expand()) == 0;
-}
-
-unsigned int GFile::drivePosition() const {
-    return length() > 1 && at(1) == ':' ? 2 : 0;
-}
-
-unsigned int GFile::namePosition() const {
-    return static_cast<unsigned int>(get_name() - c_str());
 }
 
 char const * GFile::get_extension() const {
@@ -126,15 +147,15 @@ GFile & GFile::just_name() {
 }
 
 GFile & GFile::just_directory() {
-    remove(namePosition());
+    remove(nameStart(*this));
     // The root keeps its separator, which is all its name.
-    if (length() > drivePosition() + 1 && at(length() - 1) == '\\')
+    if (length() > driveLength(*this) + 1 && at(length() - 1) == '\\')
         remove(length() - 1);
     return *this;
 }
 
 GFile & GFile::just_drive() {
-    remove(drivePosition());
+    remove(driveLength(*this));
     return *this;
 }
 
@@ -167,7 +188,7 @@ GFile & GFile::add_name(char const * name) {
 
 GFile & GFile::replace_name(char const * name) {
     GString const kept(name);
-    remove(namePosition());
+    remove(nameStart(*this));
     *this += kept;
     convert();
     return *this;
@@ -175,7 +196,7 @@ GFile & GFile::replace_name(char const * name) {
 
 GFile & GFile::expand() {
     if (isEmpty())
-        return *this = (platform::currentDirectory() + "\\").c_str();
+        return *this = platform::fullPath(".\\").c_str();
     return *this = platform::fullPath(c_str()).c_str();
 }
 

@@ -57,13 +57,16 @@ bool GMemoryIO::reserve(long size) {
         return false;
     // Behind the first steps, half as much again; the capacity is a multiple of the step anyway.
     long const step = capacity_ >= 64 * delta_ ? capacity_ / 2 : 0;
-    long const wanted = (std::max(size, capacity_ + step) + delta_ - 1) / delta_ * delta_;
-    void * const grown = std::realloc(buffer_, static_cast<std::size_t>(wanted));
-    if (!grown)
-        return false;
-    buffer_ = static_cast<unsigned char *>(grown);
-    capacity_ = wanted;
-    return true;
+    for (long const room : {std::max(size, capacity_ + step), size}) {
+        long const wanted = (room + delta_ - 1) / delta_ * delta_;
+        void * const grown = std::realloc(buffer_, static_cast<std::size_t>(wanted));
+        if (!grown)
+            continue;
+        buffer_ = static_cast<unsigned char *>(grown);
+        capacity_ = wanted;
+        return true;
+    }
+    return false;
 }
 
 long GMemoryIO::gwrite(void const * data, long count) {

@@ -4,8 +4,9 @@
 //     ; a comment
 //     %DATA% = c:\game\data
 //     *.dat *.txt = %DATA%;%CD%\data
-//     %DATA%\more                        (more directories for the patterns of the line above)
+//     d:\more;d:\even more
 //
+// The last line has no `=`: it adds directories to the patterns of the line above.
 // The file is not trusted: lines are cut, expansion is bounded, and what goes beyond the limits
 // below is left out.
 #pragma once

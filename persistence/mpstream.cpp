@@ -10,7 +10,14 @@ mpbase::mpbase(void * buffer, long size, GIO::IOOpenMode mode)
     init(&device_);
 }
 
+mpbase::~mpbase() = default;
+
 void * mpbase::data() {
     flush();
-    return memory_->buffer();
+    return memory() ? memory()->buffer() : nullptr;
+}
+
+long mpbase::size() {
+    flush();
+    return memory() ? memory()->size() : 0;
 }

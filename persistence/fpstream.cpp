@@ -1,0 +1,121 @@
+// Opening and closing, and the one redirection file that all streams share.
+#include "persistence/fpstream.h"
+
+#include "foundation/GFile.h"
+#include "foundation/GModule.h"
+#include "persistence/RedirectionFile.h"
+
+#include <optional>
+#include <utility>
+
+namespace {
+
+/// Owned; null when names are not redirected. Constant to begin with, so that a stream may be
+/// opened while the program starts.
+constinit RedirectionFile * g_redirectionFile = nullptr;
+
+GModuleCtor const g_connect([] { GFile::SetRedirector(&fpbase::RedirectedName); });
+GModuleDtor const g_release([] { delete std::exchange(g_redirectionFile, nullptr); });
+
+/// What the older mode asks for; nothing when it contradicts itself.
+std::optional<GFileIO::IOCreateMode> createModeOf(int mode) {
+    bool const truncating = (mode & fpbase::Truncating) != 0;
+    switch (mode & (fpbase::NoCreation | fpbase::NoReplacing)) {
+        case 0:
+            return truncating ? GFileIO::CreateAndTruncate : GFileIO::OpenOrCreate;
+        case fpbase::NoCreation:
+            return truncating ? GFileIO::CreateAndTruncate : GFileIO::ExistingOnly;
+        case fpbase::NoReplacing:
+            return GFileIO::NewOnly;
+        default:
+            return {};
+    }
+}
+
+} // namespace
+
+fpbase::fpbase() : file_(new GFileIO), device_(file_) {
+    init(&device_);
+}
+
+fpbase::fpbase(char const * name, int mode) : fpbase() {
+    fpbase::open(name, mode);
+}
+
+fpbase::fpbase(char const * name, GIO::IOOpenMode mode, GFileIO::IOCreateMode create,
+               GFileIO::IOShareMode share)
+    : fpbase() {
+    fpbase::open(name, mode, create, share);
+}
+
+fpbase::~fpbase() = default;
+
+void fpbase::open(char const * name, GIO::IOOpenMode mode, GFileIO::IOCreateMode create,
+                  GFileIO::IOShareMode share) {
+    if (is_open()) {
+        clear(ReadFailedBit);
+        return;
+    }
+    GFile target(name);
+    if (create == GFileIO::ExistingOnly)
+        target.redirect();
+    bool const opened = file() && file()->open(target.c_str(), mode, create, share);
+    device_.store_open_mode(opened ? mode : GIO::ReadMode);
+    clear(opened ? 0 : WriteFailedBit);
+}
+
+void fpbase::open(char const * name, int mode) {
+    std::optional<GFileIO::IOCreateMode> const create = createModeOf(mode);
+    if (!create)
+        return;
+    int const directions = mode & GIO::ReadWriteMode;
+    open(name, directions ? static_cast<GIO::IOOpenMode>(directions) : GIO::ReadMode, *create,
+         GFileIO::ShareNone);
+}
+
+void fpbase::close() {
+    try {
+        flush();
+    } catch (...) { // the exception mask asks for it; the file is not to stay open for that
+        if (file())
+            file()->close();
+        throw;
+    }
+    if (!file()) {
+        setstate(WriteFailedBit);
+        return;
+    }
+    file()->close();
+    clear(0);
+}
+
+bool fpbase::change_size(long size) {
+    return file() && file()->change_size(size);
+}
+
+void fpbase::SetRedirectionFile(char const * file) {
+    SetRedirectionFile(file ? new RedirectionFile(file) : static_cast<RedirectionFile *>(nullptr));
+}
+
+void fpbase::SetRedirectionFile(RedirectionFile * file) {
+    if (file != g_redirectionFile)
+        delete std::exchange(g_redirectionFile, file);
+}
+
+RedirectionFile * fpbase::GetRedirectionFile() {
+    return g_redirectionFile;
+}
+
+GString fpbase::RedirectedName(char const * name, unsigned char mustExist) {
+    return name && g_redirectionFile ? g_redirectionFile->get_name(name, mustExist) : GString(name);
+}
+
+bool ofpstream::change_size(long size) {
+    flush();
+    return fpbase::change_size(size);
+}
+
+bool fpstream::change_size(long size) {
+    flush();
+    return fpbase::change_size(size);
+}
