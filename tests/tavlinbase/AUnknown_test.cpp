@@ -62,6 +62,25 @@ TEST_F(AUnknownTest, AttachingDoesNotEndAnObjectThatNobodyHoldsYet) {
     EXPECT_EQ(labels(), 0);
 }
 
+TEST_F(AUnknownTest, InterfaceThatLetsGoOfAnotherWhenAskedEndsTheObjectOnce) {
+    class Holder : public ILabel {
+      public:
+        bool canDestroyObject() override {
+            held.empty();
+            return true;
+        }
+        TRef<AUnknown> held;
+    };
+    TRef<Thing> thing(new Thing);
+    auto * const holder = new Holder;
+    holder->held = new ILabel;
+    thing->addInterface(holder->held);
+    thing->addInterface(TRef<AUnknown>(holder));
+    thing.empty();
+    EXPECT_EQ(things(), 0);
+    EXPECT_EQ(labels(), 0);
+}
+
 TEST_F(AUnknownTest, DetachingEndsAnInterfaceThatNobodyHolds) {
     TRef<Thing> const thing(new Thing);
     TRef<ILabel> const held(new ILabel);
