@@ -1,0 +1,635 @@
+// Resolving and checking of links, and the walks over a tree.
+#include "tavlinbase/TavlinTypedObject.h"
+
+#include "diagnostics/TavlinError.h"
+#include "foundation/GCollection.h"
+#include "persistence/pstream.h"
+#include "platform/DebugOutput.h"
+#include "tavlinbase/InterfaceIterator.h"
+#include "tavlinbase/VRefArray.h"
+
+#include <memory>
+
+namespace Tavlin {
+
+G_DEFINE_CLASS(NamedMember, "Tavlin::NamedMember", RefCounter)
+G_DEFINE_CLASS(NamedItemCollectionEnumerator, "Tavlin::NamedItemCollectionEnumerator", RefCounter)
+G_DEFINE_CLASS(NameLinkResolver, "Tavlin::NameLinkResolver", RefCounter)
+G_DEFINE_CLASS(TypedObjectLeaf, "Tavlin::TypedObjectLeaf", NamedMember, NameLinkResolver)
+G_DEFINE_CLASS(TypedObjectNode, "Tavlin::TypedObjectNode", Object, NamedMember, NameLinkResolver,
+               IDispatcherImpl)
+
+namespace {
+
+constexpr char source[] = "tavlinbase/TavlinTypedObject";
+
+/// The object that a value leads to; null for a value of any kind but OBJECT and GRTTI.
+GRTTIObject * objectOf(VariableRef const & value) {
+    if (value.type() == OBJECT)
+        return static_cast<RefCounter *>(value.asOBJECT().pointer());
+    return value.type() == GRTTI ? value.asGRTTI() : nullptr;
+}
+
+bool holdsObject(VariableRef const & value) {
+    return value.type() == OBJECT || value.type() == GRTTI;
+}
+
+void * interfaceOf(VariableRef const & value, GMetaClass const * metaClass) {
+    Object * const object = gcast<Object>(objectOf(value));
+    if (!object || !metaClass)
+        return nullptr;
+    TRef<AUnknown> const found = object->queryInterface(metaClass);
+    return found ? found->fast_cast_to_(metaClass) : nullptr;
+}
+
+/// Visits the interfaces of an object that are leaves, itself included.
+template <class Visit>
+void forInterfaceLeaves(TypedObjectNode & node, Visit visit) {
+    InterfaceIterator iterator(TRef<Object>(&node), &AUnknown::metaclass_, true);
+    for (; iterator; ++iterator)
+        if (TypedObjectLeaf * const leaf = gcast<TypedObjectLeaf>(iterator.get()))
+            visit(*leaf);
+}
+
+template <class T>
+void fill(T * where, T const & value) {
+    if (where)
+        *where = value;
+}
+
+/// Deletes a record that was made for one use.
+using InfoHolder = std::unique_ptr<ConnectionPointInfo>;
+InfoHolder holderOf(ConnectionPointInfo * info) {
+    return InfoHolder(info && info->temporary ? info : nullptr);
+}
+
+} // namespace
+
+void NamedMember::setMemberName(char const * name) { memberNameID_ = NameLinkID(name); }
+
+NameLinkID NamedMember::getMemberNameID() const {
+    if (memberNameID_.isValid())
+        return memberNameID_;
+    NamedTypeInfo const * const type = getNamedTypeInfo();
+    return type ? type->name : NameLinkID();
+}
+
+void NamedMember::write(opstream & out) {
+    out.writeByte(0);
+    out << memberNameID_;
+}
+
+void NamedMember::read(ipstream & in) {
+    unsigned char const version = in.readByte();
+    if (version != 0)
+        throw XStrVer(source, __LINE__, version, 0);
+    in >> memberNameID_;
+}
+
+ConnectionPointInfo::ConnectionPointInfo() : TGVector<NameLinkID>(0, 4, false) {}
+
+ConnectionPointInfo::ConnectionPointInfo(char const * path, int offset,
+                                         ConnectionPointType pointType, bool isTemporary,
+                                         bool isRequired, GMetaClass const * pointInterface)
+    : TGVector<NameLinkID>(0, 4, false), memberOffset(offset), type(pointType),
+      temporary(isTemporary), required(isRequired), interfaceClass(pointInterface) {
+    makeIndexes(path);
+}
+
+void ConnectionPointInfo::makeIndexes(char const * path) {
+    empty();
+    if (!NameLink::ParseDottedSequence(path, *this))
+        empty();
+}
+
+GString ConnectionPointInfo::getStringName() const {
+    GString name;
+    for (long i = 0; i < getCount(); ++i) {
+        if (i > 0)
+            name += '.';
+        name += at(i).c_str();
+    }
+    return name;
+}
+
+int NamedItemCollectionEnumerator::getNICollectionCount() { return 0; }
+
+GCollection * NamedItemCollectionEnumerator::getNICollection() { return nullptr; }
+
+NameLinkResolver::NameLinkResolver(NameLinkResolver const & other)
+    : RefCounter(other), namelinkRoot_(other.namelinkRoot_),
+      privateTable_(other.privateTable_ ? new TGVector<ConnectionPointInfo>(*other.privateTable_)
+                                        : nullptr) {}
+
+NameLinkResolver & NameLinkResolver::operator=(NameLinkResolver const & other) {
+    if (this == &other)
+        return *this;
+    RefCounter::operator=(other);
+    namelinkRoot_ = other.namelinkRoot_;
+    killPrivateTable();
+    if (other.privateTable_)
+        privateTable_ = new TGVector<ConnectionPointInfo>(*other.privateTable_);
+    return *this;
+}
+
+NameLinkResolver::~NameLinkResolver() { killPrivateTable(); }
+
+int NameLinkResolver::getConnectionPointCount() {
+    return privateTable_ ? static_cast<int>(privateTable_->getCount())
+                         : static_cast<int>(reinterpret_cast<std::intptr_t>(macroTableHelper(-1)));
+}
+
+ConnectionPointInfo * NameLinkResolver::getConnectionPointInfo(int index) {
+    return privateTable_ ? &privateTable_->at(index) : macroTableHelper(index);
+}
+
+void NameLinkResolver::onLinkComplete() {}
+
+void NameLinkResolver::onInit() {}
+
+void NameLinkResolver::onInitBy(VariableRef &) { onInit(); }
+
+void NameLinkResolver::onDispose() {}
+
+ConnectionPointInfo * NameLinkResolver::macroTableHelper(int) { return nullptr; }
+
+TGVector<ConnectionPointInfo> * NameLinkResolver::getSafePrivateTable() {
+    if (!privateTable_)
+        buildPrivateTable();
+    return privateTable_;
+}
+
+void NameLinkResolver::buildPrivateTable() {
+    killPrivateTable();
+    auto const table = new TGVector<ConnectionPointInfo>;
+    int const count = static_cast<int>(reinterpret_cast<std::intptr_t>(macroTableHelper(-1)));
+    for (int i = 0; i < count; ++i) {
+        InfoHolder const info(macroTableHelper(i));
+        ConnectionPointInfo own(*info);
+        own.temporary = false;
+        table->insert(own);
+    }
+    privateTable_ = table;
+}
+
+void NameLinkResolver::killPrivateTable() {
+    delete privateTable_;
+    privateTable_ = nullptr;
+}
+
+void NameLinkResolver::resolveConnectionPoints() {
+    int const count = getConnectionPointCount();
+    for (int i = 0; i < count; ++i) {
+        ConnectionPointInfo * const info = getConnectionPointInfo(i);
+        InfoHolder const holder = holderOf(info);
+        resolveConnectionPoint(info);
+    }
+}
+
+VariableRef NameLinkResolver::resolveName(char const * path) {
+    TGVector<NameLinkID> names;
+    return NameLink::ParseDottedSequence(path, names) ? resolveName(names) : VariableRef();
+}
+
+VariableRef NameLinkResolver::resolveName(TGVector<NameLinkID> const & path) {
+    if (path.getCount() == 0)
+        return VariableRef();
+    bool const fromRoot =
+        path.at(0) == IDispatcher::g_me_alias || path.at(0) == IDispatcher::g_scene_alias;
+    Object * const start = fromRoot ? namelinkRoot_ : gcast<Object>(this);
+    return IDispatcher::FindVRef(path, TRef<Object>(start), TRef<Object>());
+}
+
+/// The place of the item that the last name of the path names; -1 when there is none.
+int NameLinkResolver::findIndex(ConnectionPointInfo const & info) {
+    long const last = info.getCount() - 1;
+    if (last < 1)
+        return -1;
+    TGVector<NameLinkID> path(info);
+    path.at_remove(last);
+    VariableRef const owner = resolveName(path);
+    auto * const enumerator = gcast<NamedItemCollectionEnumerator>(objectOf(owner));
+    if (!enumerator)
+        return -1;
+    for (int left = enumerator->getNICollectionCount(); left > 0; --left) {
+        GCollection * const items = enumerator->getNICollection();
+        for (long i = 0; items && i < items->getCount(); ++i) {
+            auto const * const item = static_cast<NamedMember const *>(items->at(i));
+            if (item && item->getMemberNameID() == info.at(last))
+                return static_cast<int>(i);
+        }
+    }
+    return -1;
+}
+
+void NameLinkResolver::resolveConnectionPoint(ConnectionPointInfo * info) {
+    if (!info)
+        return;
+    if (info->type == ConnectionIndex)
+        *static_cast<int *>(getPointer(info->memberOffset)) = findIndex(*info);
+    else
+        setConnectionPoint(*info, resolveName(*info));
+}
+
+void NameLinkResolver::setConnectionPoint(ConnectionPointInfo const & info,
+                                          VariableRef const & value) {
+    void * const member = getPointer(info.memberOffset);
+    bool const known = value.isEmpty() || holdsObject(value);
+    switch (info.type) {
+        case ConnectionObject:
+            if (known)
+                *static_cast<TRef<Object> *>(member) =
+                    TRef<Object>(gcast<Object>(objectOf(value)));
+            break;
+        case ConnectionVariable:
+            static_cast<_Variable *>(member)->link(value);
+            break;
+        case ConnectionPointer:
+            if (value.type() == OBJECT)
+                *static_cast<Object **>(member) = value.asOBJECT().pointer();
+            else if (known)
+                *static_cast<GRTTIObject **>(member) = objectOf(value);
+            break;
+        case ConnectionInterface:
+            if (known)
+                *static_cast<void **>(member) = interfaceOf(value, info.interfaceClass);
+            break;
+        case ConnectionArray:
+            fillArray(*static_cast<VRefVector *>(member), value);
+            break;
+        case ConnectionIndex:
+            break;
+    }
+}
+
+// Elements that are no names, or name nothing, keep their places as empty handles, so that the
+// list of names and the vector stay side by side.
+void NameLinkResolver::fillArray(VRefVector & target, VariableRef const & value) {
+    if (value.type() != ARRAY || !value.asARRAY())
+        return;
+    TRef<IVRefArray> const array = value.asARRAY()->queryInterface<IVRefArray>();
+    target.setCount(0);
+    int const count = array ? array->getCount() : 0;
+    target.setLimit(count);
+    for (int i = 0; i < count; ++i) {
+        VariableRef const element = array->getItem(i);
+        target.insert(element.type() == CHARPTR ? resolveName(element.asCHARPTR())
+                                                : VariableRef());
+    }
+}
+
+bool NameLinkResolver::checkConnectionPoints(GString & log, bool reportWarnings) {
+    if (!namelinkRoot_) {
+        if (!log.isEmpty())
+            log += "\r\n";
+        log += "no namelink root";
+        return false;
+    }
+    bool good = true;
+    int const count = getConnectionPointCount();
+    for (int i = 0; i < count; ++i) {
+        ConnectionPointInfo * const info = getConnectionPointInfo(i);
+        InfoHolder const holder = holderOf(info);
+        if (good)
+            good = checkConnectionPoint(info, log, reportWarnings);
+    }
+    return good;
+}
+
+bool NameLinkResolver::checkConnectionPoint(ConnectionPointInfo * info, GString & log,
+                                            bool reportWarnings) {
+    if (!info)
+        return true;
+    bool resolved;
+    bool hasValue = false;
+    if (info->type == ConnectionIndex) {
+        int & index = *static_cast<int *>(getPointer(info->memberOffset));
+        int const found = findIndex(*info);
+        resolved = found >= 0;
+        if (!resolved)
+            index = -1;
+    } else {
+        VariableRef const value = resolveName(*info);
+        hasValue = resolved = !value.isEmpty();
+        if (resolved && info->type == ConnectionInterface)
+            resolved = interfaceOf(value, info->interfaceClass) != nullptr;
+    }
+    if (resolved)
+        return true;
+    if (info->required || reportWarnings)
+        report(*info, log, hasValue);
+    return !info->required;
+}
+
+void NameLinkResolver::report(ConnectionPointInfo const & info, GString & log, bool hasValue) {
+    auto const * const member = gcast<NamedMember>(this);
+    GString const who = member ? member->getMemberNameID().getName() : GString("<unknown>");
+    char const * const severity = info.required ? "error: " : "warning: ";
+    GString const name = info.getStringName();
+    if (!log.isEmpty())
+        log += "\r\n";
+    if (info.type == ConnectionIndex)
+        log += GString::Format("%sunable to resolve index '%s' in '%s'", severity, name.c_str(),
+                               who.c_str());
+    else if (info.type == ConnectionInterface && hasValue)
+        log += GString::Format("%sunable to resolve interface '%s' of '%s' in '%s'", severity,
+                               info.interfaceClass ? info.interfaceClass->getName() : "",
+                               name.c_str(), who.c_str());
+    else
+        log += GString::Format("%sunable to resolve '%s' in '%s'", severity, name.c_str(),
+                               who.c_str());
+}
+
+// The points of a private table are written as names; their places in memory mean nothing to
+// another process, but within one build they are the same.
+void NameLinkResolver::write(opstream & out) {
+    out.writeByte(0);
+    out.writeDWord(privateTable_ != nullptr);
+    if (!privateTable_)
+        return;
+    out.writeDWord(static_cast<unsigned long>(privateTable_->getCount()));
+    for (long i = 0; i < privateTable_->getCount(); ++i) {
+        ConnectionPointInfo const & info = privateTable_->at(i);
+        out << static_cast<TGVector<NameLinkID> const &>(info);
+    }
+}
+
+void NameLinkResolver::read(ipstream & in) {
+    unsigned char const version = in.readByte();
+    if (version != 0)
+        throw XStrVer(source, __LINE__, version, 0);
+    killPrivateTable();
+    if (in.readDWord() == 0)
+        return;
+    // Where the targets go is the class's business: a table that was made for this class gets the
+    // new paths for its points, in order.
+    buildPrivateTable();
+    unsigned long const count = in.readDWord();
+    for (unsigned long i = 0; i < count && in.good(); ++i) {
+        TGVector<NameLinkID> path;
+        in >> path;
+        auto const place = static_cast<long>(i);
+        if (place < privateTable_->getCount())
+            static_cast<TGVector<NameLinkID> &>(privateTable_->at(place)) = path;
+    }
+    while (privateTable_->getCount() > static_cast<long>(count))
+        privateTable_->at_remove(privateTable_->getCount() - 1);
+}
+
+namespace {
+
+template <class Member>
+Member * resolveMember(NameLinkResolver & from, char const * path) {
+    return gcast<Member>(objectOf(from.resolveName(path)));
+}
+
+} // namespace
+
+TRef<TypedObjectNode> TypedObjectLeaf::resolveNode(char const * path) {
+    return TRef<TypedObjectNode>(resolveMember<TypedObjectNode>(*this, path));
+}
+
+TypedObjectLeaf * TypedObjectLeaf::resolveLeaf(char const * path) {
+    return resolveMember<TypedObjectLeaf>(*this, path);
+}
+
+void TypedObjectLeaf::write(opstream & out) {
+    out.writeByte(1);
+    NamedMember::write(out);
+    NameLinkResolver::write(out);
+}
+
+void TypedObjectLeaf::read(ipstream & in) {
+    unsigned char const version = in.readByte();
+    NamedMember::read(in);
+    if (version >= 1)
+        NameLinkResolver::read(in);
+}
+
+TRef<TypedObjectNode> TypedObjectNode::findMemberNode(NameLinkID name) {
+    int const count = getNodeCount();
+    for (int i = 0; i < count; ++i) {
+        TRef<TypedObjectNode> const node = getNode(i);
+        if (node && node->getMemberNameID() == name)
+            return node;
+    }
+    return TRef<TypedObjectNode>();
+}
+
+TypedObjectLeaf * TypedObjectNode::findMemberLeaf(NameLinkID name) {
+    int const count = getLeafCount();
+    for (int i = 0; i < count; ++i) {
+        TypedObjectLeaf * const leaf = getLeaf(i);
+        if (leaf && leaf->getMemberNameID() == name)
+            return leaf;
+    }
+    return nullptr;
+}
+
+int TypedObjectNode::getNodeCount() const { return 0; }
+
+TRef<TypedObjectNode> TypedObjectNode::getNode(int) const { return TRef<TypedObjectNode>(); }
+
+int TypedObjectNode::getLeafCount() const { return 0; }
+
+TypedObjectLeaf * TypedObjectNode::getLeaf(int) const { return nullptr; }
+
+TRef<TypedObjectNode> TypedObjectNode::resolveNode(char const * path) {
+    return TRef<TypedObjectNode>(resolveMember<TypedObjectNode>(*this, path));
+}
+
+TypedObjectLeaf * TypedObjectNode::resolveLeaf(char const * path) {
+    return resolveMember<TypedObjectLeaf>(*this, path);
+}
+
+void TypedObjectNode::callInitAsRoot() { callInitRecursive(); }
+
+void TypedObjectNode::callInitByAsRoot(VariableRef & from) { callInitByRecursive(from); }
+
+void TypedObjectNode::callDisposeAsRoot() { callDisposeRecursive(); }
+
+void TypedObjectNode::resolveAllNamesWithRoot(TypedObjectNode * root) {
+    setNamelinkRoot(root);
+    resolveConnectionPoints();
+    auto const resolveLeaf = [root](TypedObjectLeaf & leaf) {
+        leaf.setNamelinkRoot(root);
+        leaf.resolveConnectionPoints();
+    };
+    for (int i = 0; i < getLeafCount(); ++i)
+        if (TypedObjectLeaf * const leaf = getLeaf(i))
+            resolveLeaf(*leaf);
+    for (int i = 0; i < getNodeCount(); ++i)
+        if (TRef<TypedObjectNode> const node = getNode(i))
+            node->resolveAllNamesWithRoot(root);
+    forInterfaceLeaves(*this, resolveLeaf);
+}
+
+bool TypedObjectNode::checkConnectionPointsDown(GString & log, bool reportWarnings) {
+    bool good = checkConnectionPoints(log, reportWarnings);
+    auto const checkLeaf = [&](TypedObjectLeaf & leaf) {
+        good &= leaf.checkConnectionPoints(log, reportWarnings);
+    };
+    for (int i = 0; i < getLeafCount(); ++i)
+        if (TypedObjectLeaf * const leaf = getLeaf(i))
+            checkLeaf(*leaf);
+    for (int i = 0; i < getNodeCount(); ++i)
+        if (TRef<TypedObjectNode> const node = getNode(i))
+            good &= node->checkConnectionPointsDown(log, reportWarnings);
+    forInterfaceLeaves(*this, checkLeaf);
+    return good;
+}
+
+void TypedObjectNode::onLinkCompleteRecursive() {
+    for (int i = 0; i < getNodeCount(); ++i)
+        if (TRef<TypedObjectNode> const node = getNode(i))
+            node->onLinkCompleteRecursive();
+    for (int i = 0; i < getLeafCount(); ++i)
+        if (TypedObjectLeaf * const leaf = getLeaf(i))
+            leaf->onLinkComplete();
+    forInterfaceLeaves(*this, [](TypedObjectLeaf & leaf) { leaf.onLinkComplete(); });
+    onLinkComplete();
+}
+
+void TypedObjectNode::callInitRecursive() {
+    for (int i = 0; i < getNodeCount(); ++i)
+        if (TRef<TypedObjectNode> const node = getNode(i))
+            node->callInitRecursive();
+    for (int i = 0; i < getLeafCount(); ++i)
+        if (TypedObjectLeaf * const leaf = getLeaf(i))
+            leaf->onInit();
+    forInterfaceLeaves(*this, [](TypedObjectLeaf & leaf) { leaf.onInit(); });
+    onInit();
+}
+
+void TypedObjectNode::callDisposeRecursive() {
+    for (int i = 0; i < getNodeCount(); ++i)
+        if (TRef<TypedObjectNode> const node = getNode(i))
+            node->callDisposeRecursive();
+    for (int i = 0; i < getLeafCount(); ++i)
+        if (TypedObjectLeaf * const leaf = getLeaf(i))
+            leaf->onDispose();
+    forInterfaceLeaves(*this, [](TypedObjectLeaf & leaf) { leaf.onDispose(); });
+    onDispose();
+}
+
+void TypedObjectNode::callInitByRecursive(VariableRef & from) {
+    if (from.type() == OBJECT) {
+        TRef<Object> const model = from.asOBJECT();
+        auto const warn = [](char const * format, NameLinkID name) {
+            platform::debugOutput(GString::Format(format, name.c_str()).c_str());
+        };
+        auto const initLeaf = [&](TypedObjectLeaf & leaf, char const * format) {
+            NameLinkID const name = leaf.getMemberNameID();
+            VariableRef value = IDispatcher::GetPropertyOrVar(model, name);
+            if (value.type() == GRTTI)
+                leaf.onInitBy(value);
+            else
+                warn(format, name);
+        };
+        for (int i = 0; i < getNodeCount(); ++i) {
+            TRef<TypedObjectNode> const node = getNode(i);
+            if (!node)
+                continue;
+            NameLinkID const name = node->getMemberNameID();
+            VariableRef value = IDispatcher::GetPropertyOrVar(model, name);
+            if (value.type() == OBJECT)
+                node->callInitByRecursive(value);
+            else
+                warn("warning: no match for node '%s' in init by", name);
+        }
+        for (int i = 0; i < getLeafCount(); ++i)
+            if (TypedObjectLeaf * const leaf = getLeaf(i))
+                initLeaf(*leaf, "warning: no match for leaf '%s' in init by");
+        forInterfaceLeaves(*this, [&](TypedObjectLeaf & leaf) {
+            initLeaf(leaf, "warning: no match for interface leaf '%s' in init by");
+        });
+    }
+    onInitBy(from);
+}
+
+bool TypedObjectNode::invoke(DispParams * params) {
+    if (params->type == IDispatcher::PropertyGet && params->result) {
+        if (TRef<TypedObjectNode> const node = findMemberNode(params->name)) {
+            params->result->link(VariableRef::AsOBJECT(TRef<Object>(node.pointer())));
+            return true;
+        }
+        TypedObjectLeaf * found = findMemberLeaf(params->name);
+        if (!found)
+            forInterfaceLeaves(*this, [&](TypedObjectLeaf & leaf) {
+                if (!found && leaf.getMemberNameID() == params->name)
+                    found = &leaf;
+            });
+        if (found) {
+            params->result->link(VariableRef::AsGRTTI(
+                static_cast<RefCounter *>(static_cast<NamedMember *>(found))));
+            return true;
+        }
+    }
+    return IDispatcherImpl::invoke(params);
+}
+
+int TypedObjectNode::getNamesCount() const {
+    int interfaceLeaves = 0;
+    forInterfaceLeaves(const_cast<TypedObjectNode &>(*this),
+                       [&](TypedObjectLeaf &) { ++interfaceLeaves; });
+    return getNodeCount() + getLeafCount() + interfaceLeaves + IDispatcherImpl::getNamesCount();
+}
+
+bool TypedObjectNode::getNameInfo(int index, NameLinkID * name, CallType * type, int * thisOffset,
+                                  void ** function, VariableTypes * returnType) const {
+    if (index < 0)
+        return false;
+    auto const describe = [&](NameLinkID memberName, VariableTypes kind) {
+        fill(name, memberName);
+        fill(type, IDispatcher::PropertyGet);
+        fill(thisOffset, 0);
+        fill(function, static_cast<void *>(nullptr));
+        fill(returnType, kind);
+        return true;
+    };
+    if (index < getNodeCount()) {
+        TRef<TypedObjectNode> const node = getNode(index);
+        return node && describe(node->getMemberNameID(), OBJECT);
+    }
+    index -= getNodeCount();
+    if (index < getLeafCount()) {
+        TypedObjectLeaf const * const leaf = getLeaf(index);
+        return leaf && describe(leaf->getMemberNameID(), GRTTI);
+    }
+    index -= getLeafCount();
+    TypedObjectLeaf * found = nullptr;
+    forInterfaceLeaves(const_cast<TypedObjectNode &>(*this), [&](TypedObjectLeaf & leaf) {
+        if (index-- == 0)
+            found = &leaf;
+    });
+    if (found)
+        return describe(found->getMemberNameID(), GRTTI);
+    return IDispatcherImpl::getNameInfo(index, name, type, thisOffset, function, returnType);
+}
+
+bool TypedObjectNode::findNameInfo(NameLinkID name, CallType type, int * thisOffset,
+                                   void ** function, VariableTypes * returnType) const {
+    return IDispatcher::Info::findNameInfo(name, type, thisOffset, function, returnType);
+}
+
+void TypedObjectNode::write(opstream & out) {
+    out.writeByte(2);
+    Object::write(out);
+    NamedMember::write(out);
+    NameLinkResolver::write(out);
+    AUnknown::write(out);
+}
+
+void TypedObjectNode::read(ipstream & in) {
+    unsigned char const version = in.readByte();
+    Object::read(in);
+    NamedMember::read(in);
+    if (version >= 1)
+        NameLinkResolver::read(in);
+    if (version >= 2)
+        AUnknown::read(in);
+}
+
+void TypedObjectNode::onFinalRelease() { Object::onFinalRelease(); }
+
+} // namespace Tavlin
