@@ -68,6 +68,7 @@ class ONDREL_API WritableVRefArray : public UniqueObject, public IWritableVRefAr
     /// A new registered array, built through the metaclass.
     static TRef<WritableVRefArray> Create();
 
+    using IWritableVRefArrayImpl::remove;
     /// Element `index`, in range.
     VariableRef & operator[](int index) { return getVector()[index]; }
 
