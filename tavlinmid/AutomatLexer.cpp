@@ -162,19 +162,21 @@ std::string calc_lexer::take(std::size_t count) {
     return text;
 }
 
+// The state that counts is that from before the character is read: reading a line feed ends a line
+// comment, which still swallows it.
 AutomatToken calc_lexer::next() {
     AutomatToken token = AutomatToken::End;
     for (;;) {
+        bool const comment = inComment_;
         if (peek(0) == endOfInput)
             return AutomatToken::End;
-        if (inComment_)
+        if (comment)
             skipComment();
         else if (match(token))
             return token;
     }
 }
 
-// The character has been read in comment state, even if reading it ended that state.
 void calc_lexer::skipComment() {
     if (peek(0) == '*' && peek(1) == '/') {
         inComment_ = false;
@@ -317,6 +319,10 @@ bool calc_lexer::matchWord(AutomatToken & token) {
     std::size_t const bracket = blanks(end);
     bool const call = peek(bracket) == '(';
     text_ = take(end);
+    if (text_.size() > longestWord) {
+        token = AutomatToken::Unreadable;
+        return true;
+    }
     if (call) {
         take(bracket - end + 1);
         token = text_ == "if"        ? AutomatToken::If

@@ -19,6 +19,7 @@ namespace Tavlin {
 /// What a token is. Operators and brackets are named by their own character where they have one.
 enum class AutomatToken : int {
     End = 0,
+    Unreadable = 1, // a word too long to be a name; fits no rule
     Newline = 256,
     Constant,
     Goto,
@@ -53,6 +54,8 @@ class ONDREL_API calc_lexer {
 
     /// Files that may be open within each other.
     static constexpr int deepestInclude = 64;
+    /// Characters of an identifier; names are kept for good, so they are not taken at any length.
+    static constexpr std::size_t longestWord = 1000;
 
   private:
     struct Source;

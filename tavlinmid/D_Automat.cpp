@@ -5,6 +5,9 @@
 #include "tavlinmid/Automat.h"
 #include "tavlinmid/AutomatParser.h"
 
+#include <cstdio>
+#include <new>
+
 namespace Tavlin {
 
 G_DEFINE_CREATABLE(D_Automat, "Tavlin::D_Automat", UniqueObject)
@@ -30,9 +33,15 @@ D_Automat::~D_Automat() {
 }
 
 bool D_Automat::load(char const * path) {
-    calc_lexer lexer(path);
-    calc_parser parser(lexer, TRef<D_Automat>(this));
-    return parser.parse() == 0;
+    try {
+        calc_lexer lexer(path);
+        calc_parser parser(lexer, TRef<D_Automat>(this));
+        return parser.parse() == 0;
+    } catch (std::bad_alloc const &) {
+        // A script may bring more new names than there is room for.
+        std::fputs("out of memory\n", stderr);
+        return false;
+    }
 }
 
 void D_Automat::renewSerial() {

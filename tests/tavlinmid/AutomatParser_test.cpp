@@ -89,7 +89,7 @@ TEST_F(AutomatParser, KeywordsAreWholeWords) {
 
 TEST_F(AutomatParser, CharactersOfNoTokenAreDropped) {
     EXPECT_EQ(body("a ! = ~ b"), "\"a\"=\"b\";");
-    EXPECT_EQ(body("a = \"x/y\""), "");
+    EXPECT_EQ(body("a = \"x/y\""), "\"a\"=(\"x\" Tavlin::D_Division \"y\");");
     EXPECT_EQ(body("a = $'b"), "\"a\"=\"b\";");
     EXPECT_EQ(errorsOf("Method M\n{\na <= b\n}\n"), "syntax error\n");
     EXPECT_EQ(errorsOf("Method M\n{\na -1\n}\n"), "syntax error\n")
