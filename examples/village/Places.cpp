@@ -19,13 +19,18 @@ TAVLIN_BEGIN_DISPATCHER(Door, IDispatcherImpl)
 TAVLIN_END_DISPATCHER()
 
 void Door::enter(VariableRef * result, VRefVector *) {
-    bool const room = inside_ < seats_ * 16; // a seat is shared by turns
+    if (step_ != Time::GameStep()) {
+        step_ = Time::GameStep();
+        inside_ = 0;
+    }
+    bool const room = inside_ < seats_;
     inside_ += room;
-    visits_ += room;
     *result = static_cast<int>(room);
 }
 
-void Door::leave(VariableRef *, VRefVector *) { inside_ = 0; }
+void Door::leave(VariableRef *, VRefVector *) {
+    ++visits_;
+}
 
 void Door::setSeats(VariableRef const & value) {
     if (value.type() == INT)
@@ -35,21 +40,25 @@ void Door::setSeats(VariableRef const & value) {
 void Door::write(opstream & out) {
     out.writeByte(0);
     UniqueObject::write(out);
-    out << seats_ << inside_ << visits_;
+    out << seats_ << visits_;
 }
 
 void Door::read(ipstream & in) {
     in.readByte();
     UniqueObject::read(in);
-    in >> seats_ >> inside_ >> visits_;
+    in >> seats_ >> visits_;
 }
 
 BellTower::Hour const BellTower::hours_[3] = {
     {1.0f, "Dawn", "morning"}, {20.0f, "Noon", "noon"}, {42.0f, "Dusk", "evening"}};
 
-void BellTower::start() { Time::g_StepNotifyer.addCallback(&clock_, 1.5f); }
+void BellTower::start() {
+    Time::g_StepNotifyer.addCallback(&clock_, 1.5f);
+}
 
-void BellTower::stop() { Time::g_StepNotifyer.removeCallback(&clock_); }
+void BellTower::stop() {
+    Time::g_StepNotifyer.removeCallback(&clock_);
+}
 
 void BellTower::listen() {
     float const time = std::fmod(Time::GetTime(), dayLength);

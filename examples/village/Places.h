@@ -5,14 +5,14 @@
 
 namespace Village {
 
-/// A door that lets in a few at a time. Scripts call "Enter" and "Leave".
+/// A door that lets in so many in each game step. Scripts call "Enter" and "Leave".
 class Door : public Tavlin::UniqueObject, public Tavlin::IDispatcherImpl {
     G_DECLARE_CREATABLE(Door)
     TAVLIN_DECLARE_DISPATCHER(Door)
   public:
     Door() : seats_(8) {}
 
-    /// 1 for who gets a seat and for who has one; 0 while all are taken.
+    /// 1 for who gets a seat in this step; 0 when all are taken.
     void enter(Tavlin::VariableRef * result, Tavlin::VRefVector * args);
     void leave(Tavlin::VariableRef * result, Tavlin::VRefVector * args);
     void getSeats(Tavlin::VariableRef * result) { *result = seats_; }
@@ -25,7 +25,8 @@ class Door : public Tavlin::UniqueObject, public Tavlin::IDispatcherImpl {
 
   private:
     int seats_;
-    int inside_ = 0;
+    int inside_ = 0;         // in the present step
+    unsigned long step_ = 0; // the game step that inside_ speaks of
     int visits_ = 0;
 };
 

@@ -42,7 +42,9 @@ void Villager::sleep(VariableRef *, VRefVector *) {
     tired_ = std::max(tired_ - 0.8f * delta_, 0.0f);
 }
 
-void Villager::talk(VariableRef *, VRefVector *) { ++words_; }
+void Villager::talk(VariableRef *, VRefVector *) {
+    ++words_;
+}
 
 void Villager::write(opstream & out) {
     out.writeByte(0);

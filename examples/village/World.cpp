@@ -1,6 +1,8 @@
 // Making, saving and loading of the village.
 #include "World.h"
 
+#include <algorithm>
+
 using namespace Tavlin;
 
 namespace Village {
@@ -9,10 +11,9 @@ namespace {
 
 constexpr unsigned char fileVersion = 1;
 
-char const * const firstNames[] = {"Anna", "Boris", "Clara",  "Dmitri", "Elena", "Fedor",
-                                   "Galja", "Hanna", "Ivan",   "Julia",  "Karl",  "Lidia",
-                                   "Mikhail", "Nina", "Oleg",   "Polina", "Raisa", "Sergej",
-                                   "Tanja",  "Viktor"};
+char const * const firstNames[] = {
+    "Anna", "Boris", "Clara",   "Dmitri", "Elena", "Fedor",  "Galja", "Hanna",  "Ivan",  "Julia",
+    "Karl", "Lidia", "Mikhail", "Nina",   "Oleg",  "Polina", "Raisa", "Sergej", "Tanja", "Viktor"};
 constexpr int firstNameCount = sizeof firstNames / sizeof *firstNames;
 
 std::string nameOf(int index) {
@@ -39,6 +40,9 @@ bool World::build(std::string const & script, int agents) {
     TRef<D_Automat> const definition = make<D_Automat>();
     if (!GFile(script.c_str()).exists() || !definition->load(script.c_str()))
         return false;
+    // Native members are reached by name from here as from a script.
+    IDispatcher::SetVRef(VariableRef(std::max(4, agents / 4)), "scene.Bakery.Seats", nullptr,
+                         nullptr);
     for (int i = 0; i < agents; ++i) {
         TRef<AgentShell> const agent = make<AgentShell>();
         TRef<Villager> const body = make<Villager>();
@@ -47,6 +51,9 @@ bool World::build(std::string const & script, int agents) {
         agent->setMemberName(nameOf(i).c_str());
         agent->addComponent(TRef<AgentComponent>(body.pointer()), 0.1f);
         agent->addComponent(TRef<AgentComponent>(automat.pointer()), 0.5f);
+        // Some are quicker than others.
+        IDispatcher::SetVRef(VariableRef(0.8f + 0.05f * static_cast<float>(i % 9)), "speedFactor",
+                             TRef<Object>(agent.pointer()), nullptr);
         agent->start();
         enlist(agent);
     }

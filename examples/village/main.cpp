@@ -109,8 +109,9 @@ class Reporter {
 
     void summary(Village::World & world, long frames) {
         clearBar();
-        std::printf("\n%ld frames, %.1f minutes of game time, %zu villagers, %ld changes of state\n",
-                    frames, Time::GetTime() / 60, world.inhabitants().size(), changes_);
+        std::printf(
+            "\n%ld frames, %.1f minutes of game time, %zu villagers, %ld changes of state\n",
+            frames, Time::GetTime() / 60, world.inhabitants().size(), changes_);
         std::printf("\n  %-10s %-9s %5s %6s %7s %7s %6s\n", "villager", "state", "days", "meals",
                     "loaves", "hunger", "words");
         std::size_t shown = 0;
@@ -132,7 +133,7 @@ class Reporter {
         std::printf("\n  state after state:");
         for (auto const & [name, count] : entered_)
             std::printf(" %s %ld", name.c_str(), count);
-        std::printf("\n  the bakery let people in %d times\n", world.bakery()->visits());
+        std::printf("\n  %d meals were eaten at the bakery\n", world.bakery()->visits());
     }
 
   private:
@@ -213,7 +214,16 @@ class SaveFile {
     std::string path_;
 };
 
+/// Scripts include each other by bare names; the redirection file says where those are looked for.
+void findIncludesBeside(std::string const & script) {
+    std::string const folder = std::filesystem::absolute(script).parent_path().string();
+    auto const redirection = new RedirectionFile;
+    redirection->load_from_string(("*.inc *.aut = " + folder).c_str(), 0);
+    fpbase::SetRedirectionFile(redirection);
+}
+
 int run(Options const & options) {
+    findIncludesBeside(options.script);
     long const frames = std::max(2L, static_cast<long>(options.minutes * 60 / frame));
     Village::World world;
     if (!world.build(options.script, options.agents)) {
