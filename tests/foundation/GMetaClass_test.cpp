@@ -146,8 +146,8 @@ TEST(GMetaClass, BasesMayBeGivenOneByOne) {
 }
 
 TEST(GClassDictionary, KeepsEachNameOnceAndGrows) {
+    std::vector<std::string> names; // outlives the classes, which do not copy them
     std::vector<std::unique_ptr<GMetaClass>> classes;
-    std::vector<std::string> names;
     for (int i = 0; i < 40; ++i)
         names.push_back("Grow::" + std::to_string(100 + i * 7 % 40));
     GClassDictionary dictionary;
