@@ -32,8 +32,12 @@ static std::size_t g_allocations = 0;
     throw std::bad_alloc();
 }
 
-[[gnu::noinline]] void operator delete(void * memory) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete(void * memory, std::size_t) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void * memory) noexcept {
+    std::free(memory);
+}
+[[gnu::noinline]] void operator delete(void * memory, std::size_t) noexcept {
+    std::free(memory);
+}
 
 namespace {
 
@@ -121,9 +125,9 @@ void measure(benchmark::State & state, Step step) {
         step();
     auto const iterations = static_cast<double>(state.iterations());
     state.counters["allocations"] = static_cast<double>(g_allocations - before) / iterations;
-    state.counters["per_agent"] = benchmark::Counter(
-        iterations * static_cast<double>(state.range(0)),
-        benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    state.counters["per_agent"] =
+        benchmark::Counter(iterations * static_cast<double>(state.range(0)),
+                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 
 void BM_Ondrel(benchmark::State & state) {

@@ -11,6 +11,7 @@
 #include "foundation/GPoint.h"
 #include "foundation/Vector2D.h"
 #include "platform/Export.h"
+#include "platform/Prefetch.h"
 #include "platform/SystemTypes.h"
 #include "tavlinbase/NameLink.h"
 #include "tavlinbase/TRef.h"
@@ -197,6 +198,8 @@ class ONDREL_API _Variable {
     operator NameLinkID const &() const { return asNAMELINKID(); }
     operator _D3DMATRIX const &() const { return asD3DMATRIX(); }
 
+    /// Has the cell at hand soon.
+    void prefetchCell() const { platform::prefetch(data_); }
     /// Whether the value word is zero, the truth that scripts go by: for a text or a box it is not.
     bool isZero() const { return word() == 0; }
 
@@ -238,8 +241,6 @@ class ONDREL_API _Variable {
         data_->nextFree = data_;
     }
     bool isConstant() const { return data_ && data_->nextFree; }
-    /// Whether the value word is zero, whatever the kind; the handle must not be empty.
-    bool isValueZero() const { return data_->value == 0; }
     /// For tests and tools: whether both stand on one cell.
     bool sharesCellWith(_Variable const & other) const { return data_ && data_ == other.data_; }
 

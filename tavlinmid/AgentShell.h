@@ -26,6 +26,9 @@ class ONDREL_API AgentComponent : public TypedObjectNode {
 
     /// Called once per game step of the agent; `delta` is the agent's own time in seconds.
     virtual void step(float delta);
+    /// Called a few agents ahead of step, first with `round` 0 and then with 1, to have at hand
+    /// what step will read: in round 1 what round 0 has fetched may be followed. Must only read.
+    virtual void prefetchStep(int round) const;
 
   private:
     friend class AgentShell;
@@ -94,7 +97,11 @@ class ONDREL_API AgentShell : public TypedObjectNode, public IDynamicDataReadWri
 
   private:
     friend class AgentList;
+    friend class AgentManager2;
     void enlist();
+    /// Fetches what passStep will read, one reference further in each round.
+    void prefetchStep(int round) const;
+    static constexpr int prefetchRounds = 5;
 
     ComponentByPriority components_;
     VariableVar speedFactor_;

@@ -2,6 +2,9 @@
 #include "tavlinmid/Automat.h"
 
 #include "persistence/pstream.h"
+#include "platform/Prefetch.h"
+
+#include <algorithm>
 
 namespace Tavlin {
 
@@ -20,6 +23,18 @@ void Automat::step(float) {
     // The same for all automata and every step.
     static DispParams event("Step", nullptr, nullptr, IDispatcher::Method);
     invoke(&event);
+}
+
+void Automat::prefetchStep(int round) const {
+    constexpr int mostVariables = 16;
+    int const count = std::min(variables_.getCount(), mostVariables);
+    if (count == 0)
+        return;
+    if (round == 0)
+        platform::prefetch(&variables_.at(0), static_cast<std::size_t>(count) * sizeof(void *));
+    else
+        for (int i = 0; i < count; ++i)
+            variables_.at(i).prefetchCell();
 }
 
 // Actions that a fired action adds stand above the index, and wait for the next step.

@@ -64,6 +64,7 @@ class ONDREL_API Automat : public AgentComponent {
 
   protected:
     void step(float delta) override;
+    void prefetchStep(int round) const override;
 
   private:
     friend class D_Automat;

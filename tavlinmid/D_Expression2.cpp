@@ -3,6 +3,7 @@
 
 #include "platform/DivisionFault.h"
 #include "tavlinmid/Automat.h"
+#include "tavlinmid/D_Expressions.h"
 
 #include <bit>
 #include <limits>
@@ -123,11 +124,16 @@ D_Expression2::D_Expression2(TRef<D_Expression> const & left, TRef<D_Expression>
 
 void D_Expression2::settle() {
     mayBeQuick_ = left_ && right_ && left_->mayBeQuick() && right_->mayBeQuick();
+    rightNumber_.kind = UNDEFINED;
+    auto const * const constant = gcast<D_Constant>(right_.pointer());
+    if (constant && constant->mayBeQuick())
+        rightNumber_ = {constant->getValue().type(), constant->getValue().asINT()};
 }
 
 bool D_Expression2::quick(Automat & automat, QuickValue & value) const {
-    QuickValue left, right;
-    return mayBeQuick_ && left_->quick(automat, left) && right_->quick(automat, right) &&
+    QuickValue left, right = rightNumber_;
+    return mayBeQuick_ && left_->quick(automat, left) &&
+           (right.kind != UNDEFINED || right_->quick(automat, right)) &&
            compute(left, right, value);
 }
 

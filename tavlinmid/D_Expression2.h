@@ -35,6 +35,8 @@ class ONDREL_API D_Expression2 : public D_Expression {
     void settle();
     TRef<D_Expression> left_;
     TRef<D_Expression> right_;
+    // The right operand where it is a number constant, which never changes.
+    QuickValue rightNumber_{UNDEFINED, 0};
 };
 
 #define D_DECLARE_BINARY_(Class, ...)                                                              \

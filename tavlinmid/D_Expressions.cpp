@@ -187,23 +187,36 @@ void D_Assign::settle() {
                     : nullptr;
 }
 
-// As a statement whose value nobody wants, the common case needs no handles: a number that is
-// computed without side effects and stored into a variable that holds a number.
+// The common case needs no handles on the way: a number that is computed without side effects and
+// stored into a variable that holds a number.
+bool D_Assign::assignNumber(Automat & automat, VariableRef *& variable) const {
+    if (!variable_ || !right_ || !right_->mayBeQuick())
+        return false;
+    variable = variable_->find(automat);
+    QuickValue value;
+    if (!variable || !isNumber(variable->type()) || variable->isConstant() ||
+        !right_->quick(automat, value))
+        return false;
+    variable->asINT(value.word);
+    return true;
+}
+
 bool D_Assign::evaluate(TRef<Automat> const & automat, DispParams * params) {
-    bool const wanted = params && params->result;
-    if (!wanted && variable_ && automat && right_ && right_->mayBeQuick()) {
-        VariableRef * const variable = variable_->find(*automat);
-        QuickValue value;
-        if (variable && isNumber(variable->type()) && !variable->isConstant() &&
-            right_->quick(*automat, value)) {
-            variable->asINT(value.word);
-            return true;
-        }
+    VariableRef * variable = nullptr;
+    if (automat && assignNumber(*automat, variable)) {
+        if (params && params->result)
+            params->result->link(*variable);
+        return true;
     }
     return D_Expression::evaluate(automat, params);
 }
 
 bool D_Assign::evaluate(TRef<Automat> const & automat, VariableRef & result) {
+    VariableRef * variable = nullptr;
+    if (automat && assignNumber(*automat, variable)) {
+        result.link(*variable);
+        return true;
+    }
     if (left_)
         left_->evaluate(automat, result);
     VariableRef value;

@@ -111,6 +111,8 @@ class ONDREL_API D_Assign : public D_Expression {
     void write(opstream & out) override;
 
   private:
+    /// Does the whole assignment if it is a plain one of a number; else nothing is done.
+    bool assignNumber(Automat & automat, VariableRef *& variable) const;
     void settle();
     TRef<D_LeftPart> left_;
     TRef<D_Expression> right_;

@@ -59,7 +59,7 @@ bool D_Condition::evaluate(TRef<Automat> const & automat, DispParams * params) {
         script::Evaluate(condition_, automat, value);
         if (value.isEmpty())
             return false;
-        holds = !value.isValueZero();
+        holds = !value.isZero();
     }
     if (!holds)
         return true;

@@ -96,7 +96,17 @@ void AgentManager2::step() {
     if (delta < leastDelta)
         return;
     GEmergencyContext const context("agents step");
+    // Agents ahead in the walk, the furthest in the first round.
+    auto const prefetchAhead = [this](long i) {
+        constexpr long distance = 3;
+        for (int round = 0; round < AgentShell::prefetchRounds; ++round) {
+            long const ahead = i - (AgentShell::prefetchRounds - round) * distance;
+            if (ahead >= 0 && ahead < agents_.getCount())
+                agents_.at(ahead)->prefetchStep(round);
+        }
+    };
     for (long i = agents_.getCount() - 1; i >= 0; --i) {
+        prefetchAhead(i);
         // Agents may leave the list while it is walked.
         if (i >= agents_.getCount())
             continue;
