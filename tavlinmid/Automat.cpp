@@ -1,6 +1,7 @@
 // How events find their method, how delayed actions fire, and what of it is saved.
 #include "tavlinmid/Automat.h"
 
+#include "diagnostics/GEmergencyLog.h"
 #include "persistence/pstream.h"
 #include "platform/Prefetch.h"
 
@@ -51,6 +52,7 @@ void Automat::fireDoAfters(TRef<Automat> const & self) {
 bool Automat::invoke(DispParams * params) {
     if (params->type == IDispatcher::PropertyGet)
         return params->result && getVariable(params->name, *params->result);
+    GEmergencyContext const context(params->name.c_str());
     TRef<Automat> const self(this);
     TRef<D_State> const state = nowState_;
     if (state && state->evaluate(self, params))
