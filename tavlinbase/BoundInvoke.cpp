@@ -30,8 +30,7 @@ bool findBoundTarget(TRef<Object> const & object, NameLinkID name, IDispatcher::
         int offset = 0;
         if (!info || !info->findNameInfo(name, type, &offset, &target.function, nullptr))
             continue;
-        target.thisPointer =
-            static_cast<char *>(static_cast<void *>(dispatcher.get())) + offset;
+        target.thisPointer = static_cast<char *>(static_cast<void *>(dispatcher.get())) + offset;
         return true;
     }
     target = BoundTarget();

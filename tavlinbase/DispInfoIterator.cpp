@@ -24,9 +24,13 @@ void DispInfoIterator::flags(IDispatcher::CallType mask) {
     first();
 }
 
-void DispInfoIterator::first() { firstName(); }
+void DispInfoIterator::first() {
+    firstName();
+}
 
-void DispInfoIterator::next() { nextName(); }
+void DispInfoIterator::next() {
+    nextName();
+}
 
 void DispInfoIterator::firstName() {
     index_ = 0;

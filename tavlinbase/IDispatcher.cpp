@@ -32,7 +32,9 @@ TRef<Object> holder(TGVector<NameLinkID> const & path, TRef<Object> const & me,
     return IDispatcher::FindObjectRecursive(path, start, root, 1);
 }
 
-NameLinkID lastName(TGVector<NameLinkID> const & path) { return path.at(path.getCount() - 1); }
+NameLinkID lastName(TGVector<NameLinkID> const & path) {
+    return path.at(path.getCount() - 1);
+}
 
 } // namespace
 

@@ -23,7 +23,9 @@ void fill(T * where, T const & value) {
         *where = value;
 }
 
-void * at(void * object, int offset) { return static_cast<char *>(object) + offset; }
+void * at(void * object, int offset) {
+    return static_cast<char *>(object) + offset;
+}
 
 } // namespace
 
@@ -34,7 +36,9 @@ void * IDispatcherImplTableEntry::operator new(std::size_t size) {
 
 void IDispatcherImplTableEntry::invoke(void *, DispParams *) const {}
 
-_Variable * IDispatcherImplTableEntry::variable(void *) const { return nullptr; }
+_Variable * IDispatcherImplTableEntry::variable(void *) const {
+    return nullptr;
+}
 
 void IDispatcherImplTablePGetEntry::invoke(void * object, DispParams * params) const {
     reinterpret_cast<DispatcherProperty>(function)(at(object, thisOffset), params->result);
@@ -64,7 +68,9 @@ IDispatcherImplTable::IDispatcherImplTable(void (*fillTable)(IDispatcherImplTabl
     buildIndex();
 }
 
-IDispatcherImplTable::~IDispatcherImplTable() { shut_down(); }
+IDispatcherImplTable::~IDispatcherImplTable() {
+    shut_down();
+}
 
 void IDispatcherImplTable::terminate(IDispatcherImplTable const * base) {
     insert(new IDispatcherImplTableEntry(IDispatcherImplTableEntry::Terminator, NameLinkID(),
@@ -124,8 +130,8 @@ IDispatcherImplTable::Slot const * IDispatcherImplTable::find(NameLinkID name) c
     return nullptr;
 }
 
-IDispatcherImplTableEntry const * IDispatcherImplTable::findTaker(NameLinkID name,
-                                                                  IDispatcher::CallType type) const {
+IDispatcherImplTableEntry const *
+IDispatcherImplTable::findTaker(NameLinkID name, IDispatcher::CallType type) const {
     Slot const * const slot = find(name);
     if (!slot)
         return nullptr;
@@ -143,8 +149,8 @@ IDispatcherImplTableEntry const * IDispatcherImplTable::findTaker(NameLinkID nam
     }
 }
 
-IDispatcherImplTableEntry const * IDispatcherImplTable::findExact(NameLinkID name,
-                                                                  IDispatcher::CallType type) const {
+IDispatcherImplTableEntry const *
+IDispatcherImplTable::findExact(NameLinkID name, IDispatcher::CallType type) const {
     Slot const * const slot = find(name);
     auto const bits = static_cast<unsigned>(type);
     return slot && std::has_single_bit(bits) && bits <= 8u ? slot->exact[std::countr_zero(bits)]
@@ -161,7 +167,9 @@ IDispatcherImplTable const * IDispatcherImpl::getMostRecentDispatcherEntryTable(
     return nullptr;
 }
 
-IDispatcher::Info const * IDispatcherImpl::getTypeInfo() { return this; }
+IDispatcher::Info const * IDispatcherImpl::getTypeInfo() {
+    return this;
+}
 
 bool IDispatcherImpl::invoke(DispParams * params) {
     IDispatcherImplTable const * const table = getMostRecentDispatcherEntryTable();

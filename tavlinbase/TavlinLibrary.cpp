@@ -24,16 +24,22 @@ BookMarkRedirection::BookMarkRedirection(bool active) {
         activate();
 }
 
-BookMarkRedirection::~BookMarkRedirection() { deactivate(); }
+BookMarkRedirection::~BookMarkRedirection() {
+    deactivate();
+}
 
-void BookMarkRedirection::activate() { BookMark::g_pRedirect = this; }
+void BookMarkRedirection::activate() {
+    BookMark::g_pRedirect = this;
+}
 
 void BookMarkRedirection::deactivate() {
     if (BookMark::g_pRedirect == this)
         BookMark::g_pRedirect = nullptr;
 }
 
-void BookMark::SetRetriever(Retriever retriever) { g_retriever = retriever; }
+void BookMark::SetRetriever(Retriever retriever) {
+    g_retriever = retriever;
+}
 
 void BookMark::setPath(GFile const & file, NameLinkID name) {
     file_ = file;
@@ -44,7 +50,9 @@ TRef<Object> BookMark::retrieveObject() const {
     return g_retriever ? g_retriever(file_, name_) : TRef<Object>();
 }
 
-bool BookMark::exist() const { return retrieveObject().pointer() != nullptr; }
+bool BookMark::exist() const {
+    return retrieveObject().pointer() != nullptr;
+}
 
 void BookMark::write(opstream & out) {
     out.writeByte(0);
@@ -58,13 +66,17 @@ void BookMark::read(ipstream & in) {
     in >> name_;
 }
 
-void IBookMark::setPath(TRef<BookMark> const & mark) { mark_ = mark; }
+void IBookMark::setPath(TRef<BookMark> const & mark) {
+    mark_ = mark;
+}
 
 void IBookMark::setPath(GFile const & file, NameLinkID name) {
     mark_ = TRef<BookMark>(new BookMark(file, name));
 }
 
-NameLinkID IBookMark::getCompareKey() const { return mark_ ? mark_->getName() : NameLinkID(); }
+NameLinkID IBookMark::getCompareKey() const {
+    return mark_ ? mark_->getName() : NameLinkID();
+}
 
 void IBookMark::write(opstream & out) {
     out.writeByte(0);
@@ -111,8 +123,7 @@ TRef<Object> LREAD_RESOURCE(ipstream & in) {
         ObjectCreator creator(in);
         return TRef<Object>(static_cast<Object *>(creator));
     }
-    TRef<BookMark> const mark(
-        gcast<BookMark>(RefCounterRead(in, &BookMark::metaclass_).pointer()));
+    TRef<BookMark> const mark(gcast<BookMark>(RefCounterRead(in, &BookMark::metaclass_).pointer()));
     TRef<Object> const object = mark ? mark->retrieveObject() : TRef<Object>();
     if (!object)
         throw Error("tavlinbase/TavlinLibrary", __LINE__,

@@ -15,7 +15,9 @@ bool DispObjectRegistrar::regObject(NameLinkID name, TRef<Object> const & object
     return object && objects_.insert(name, object);
 }
 
-bool DispObjectRegistrar::unregObject(NameLinkID name) { return objects_.remove(name); }
+bool DispObjectRegistrar::unregObject(NameLinkID name) {
+    return objects_.remove(name);
+}
 
 bool DispObjectRegistrar::unregObject(TRef<Object> const & object) {
     for (long i = objects_.getCount() - 1; i >= 0; --i) {
@@ -57,9 +59,13 @@ bool DispObjectRegistrar::invoke(DispParams * params) {
     return object && params->result->asOBJECT(object);
 }
 
-IDispatcher::Info const * DispObjectRegistrar::getTypeInfo() { return this; }
+IDispatcher::Info const * DispObjectRegistrar::getTypeInfo() {
+    return this;
+}
 
-int DispObjectRegistrar::getNamesCount() const { return static_cast<int>(objects_.getCount()); }
+int DispObjectRegistrar::getNamesCount() const {
+    return static_cast<int>(objects_.getCount());
+}
 
 bool DispObjectRegistrar::getNameInfo(int index, NameLinkID * name, CallType * type, int *, void **,
                                       VariableTypes * returnType) const {
@@ -104,16 +110,22 @@ void DispObjectRegistrar::readParts(ipstream & in) {
     }
 }
 
-void DispObjectRegistrar::onFinalRelease() { Object::onFinalRelease(); }
+void DispObjectRegistrar::onFinalRelease() {
+    Object::onFinalRelease();
+}
 
-SceneObject::SceneObject() { g_sceneObject = this; }
+SceneObject::SceneObject() {
+    g_sceneObject = this;
+}
 
 SceneObject::~SceneObject() {
     if (g_sceneObject == this)
         g_sceneObject = nullptr;
 }
 
-SceneObject * SceneObject::Get() { return static_cast<SceneObject *>(g_sceneObject); }
+SceneObject * SceneObject::Get() {
+    return static_cast<SceneObject *>(g_sceneObject);
+}
 
 void SceneObject::write(opstream & out) {
     out.writeByte(1);

@@ -65,7 +65,9 @@ InfoHolder holderOf(ConnectionPointInfo * info) {
 
 } // namespace
 
-void NamedMember::setMemberName(char const * name) { memberNameID_ = NameLinkID(name); }
+void NamedMember::setMemberName(char const * name) {
+    memberNameID_ = NameLinkID(name);
+}
 
 NameLinkID NamedMember::getMemberNameID() const {
     if (memberNameID_.isValid())
@@ -112,9 +114,13 @@ GString ConnectionPointInfo::getStringName() const {
     return name;
 }
 
-int NamedItemCollectionEnumerator::getNICollectionCount() { return 0; }
+int NamedItemCollectionEnumerator::getNICollectionCount() {
+    return 0;
+}
 
-GCollection * NamedItemCollectionEnumerator::getNICollection() { return nullptr; }
+GCollection * NamedItemCollectionEnumerator::getNICollection() {
+    return nullptr;
+}
 
 NameLinkResolver::NameLinkResolver(NameLinkResolver const & other)
     : RefCounter(other), namelinkRoot_(other.namelinkRoot_),
@@ -132,7 +138,9 @@ NameLinkResolver & NameLinkResolver::operator=(NameLinkResolver const & other) {
     return *this;
 }
 
-NameLinkResolver::~NameLinkResolver() { killPrivateTable(); }
+NameLinkResolver::~NameLinkResolver() {
+    killPrivateTable();
+}
 
 int NameLinkResolver::getConnectionPointCount() {
     return privateTable_ ? static_cast<int>(privateTable_->getCount())
@@ -147,11 +155,15 @@ void NameLinkResolver::onLinkComplete() {}
 
 void NameLinkResolver::onInit() {}
 
-void NameLinkResolver::onInitBy(VariableRef &) { onInit(); }
+void NameLinkResolver::onInitBy(VariableRef &) {
+    onInit();
+}
 
 void NameLinkResolver::onDispose() {}
 
-ConnectionPointInfo * NameLinkResolver::macroTableHelper(int) { return nullptr; }
+ConnectionPointInfo * NameLinkResolver::macroTableHelper(int) {
+    return nullptr;
+}
 
 TGVector<ConnectionPointInfo> * NameLinkResolver::getSafePrivateTable() {
     if (!privateTable_)
@@ -238,8 +250,7 @@ void NameLinkResolver::setConnectionPoint(ConnectionPointInfo const & info,
     switch (info.type) {
         case ConnectionObject:
             if (known)
-                *static_cast<TRef<Object> *>(member) =
-                    TRef<Object>(gcast<Object>(objectOf(value)));
+                *static_cast<TRef<Object> *>(member) = TRef<Object>(gcast<Object>(objectOf(value)));
             break;
         case ConnectionVariable:
             static_cast<_Variable *>(member)->link(value);
@@ -273,8 +284,7 @@ void NameLinkResolver::fillArray(VRefVector & target, VariableRef const & value)
     target.setLimit(count);
     for (int i = 0; i < count; ++i) {
         VariableRef const element = array->getItem(i);
-        target.insert(element.type() == CHARPTR ? resolveName(element.asCHARPTR())
-                                                : VariableRef());
+        target.insert(element.type() == CHARPTR ? resolveName(element.asCHARPTR()) : VariableRef());
     }
 }
 
@@ -426,13 +436,21 @@ TypedObjectLeaf * TypedObjectNode::findMemberLeaf(NameLinkID name) {
     return nullptr;
 }
 
-int TypedObjectNode::getNodeCount() const { return 0; }
+int TypedObjectNode::getNodeCount() const {
+    return 0;
+}
 
-TRef<TypedObjectNode> TypedObjectNode::getNode(int) const { return TRef<TypedObjectNode>(); }
+TRef<TypedObjectNode> TypedObjectNode::getNode(int) const {
+    return TRef<TypedObjectNode>();
+}
 
-int TypedObjectNode::getLeafCount() const { return 0; }
+int TypedObjectNode::getLeafCount() const {
+    return 0;
+}
 
-TypedObjectLeaf * TypedObjectNode::getLeaf(int) const { return nullptr; }
+TypedObjectLeaf * TypedObjectNode::getLeaf(int) const {
+    return nullptr;
+}
 
 TRef<TypedObjectNode> TypedObjectNode::resolveNode(char const * path) {
     return TRef<TypedObjectNode>(resolveMember<TypedObjectNode>(*this, path));
@@ -442,11 +460,17 @@ TypedObjectLeaf * TypedObjectNode::resolveLeaf(char const * path) {
     return resolveMember<TypedObjectLeaf>(*this, path);
 }
 
-void TypedObjectNode::callInitAsRoot() { callInitRecursive(); }
+void TypedObjectNode::callInitAsRoot() {
+    callInitRecursive();
+}
 
-void TypedObjectNode::callInitByAsRoot(VariableRef & from) { callInitByRecursive(from); }
+void TypedObjectNode::callInitByAsRoot(VariableRef & from) {
+    callInitByRecursive(from);
+}
 
-void TypedObjectNode::callDisposeAsRoot() { callDisposeRecursive(); }
+void TypedObjectNode::callDisposeAsRoot() {
+    callDisposeRecursive();
+}
 
 void TypedObjectNode::resolveAllNamesWithRoot(TypedObjectNode * root) {
     setNamelinkRoot(root);
@@ -560,8 +584,8 @@ bool TypedObjectNode::invoke(DispParams * params) {
                     found = &leaf;
             });
         if (found) {
-            params->result->link(VariableRef::AsGRTTI(
-                static_cast<RefCounter *>(static_cast<NamedMember *>(found))));
+            params->result->link(
+                VariableRef::AsGRTTI(static_cast<RefCounter *>(static_cast<NamedMember *>(found))));
             return true;
         }
     }
@@ -630,6 +654,8 @@ void TypedObjectNode::read(ipstream & in) {
         AUnknown::read(in);
 }
 
-void TypedObjectNode::onFinalRelease() { Object::onFinalRelease(); }
+void TypedObjectNode::onFinalRelease() {
+    Object::onFinalRelease();
+}
 
 } // namespace Tavlin
