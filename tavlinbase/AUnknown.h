@@ -7,7 +7,6 @@
 
 namespace Tavlin {
 
-class IDispatcher;
 class Object;
 
 class ONDREL_API AUnknown : public virtual RefCounter {
@@ -29,8 +28,6 @@ class ONDREL_API AUnknown : public virtual RefCounter {
     virtual void detach();
     /// Whether the object, which nobody holds any more, may go. Here: when nobody holds this.
     virtual bool canDestroyObject();
-    /// This as a dispatcher; null for an interface that is none. Saves the call path a cast.
-    virtual IDispatcher * asDispatcher() { return nullptr; }
 
     /// Byte 1, then the reference to the object.
     void read(ipstream & in) override;

@@ -28,6 +28,8 @@ bool findBoundTarget(TRef<Object> const & object, NameLinkID name, IDispatcher::
     for (TInterfaceIterator<IDispatcher> dispatcher(object, true); dispatcher; ++dispatcher) {
         IDispatcher::Info const * const info = dispatcher->getTypeInfo();
         int offset = 0;
+        // A description may leave the function alone.
+        target.function = nullptr;
         if (!info || !info->findNameInfo(name, type, &offset, &target.function, nullptr))
             continue;
         target.thisPointer = static_cast<char *>(static_cast<void *>(dispatcher.get())) + offset;

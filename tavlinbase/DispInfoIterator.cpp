@@ -46,11 +46,15 @@ void DispInfoIterator::nextName() {
 }
 
 void DispInfoIterator::advance() {
-    for (; index_ < count_; ++index_)
+    for (; index_ < count_; ++index_) {
+        // A description may leave these two alone; they must not be those of the name before.
+        thisOffset_ = 0;
+        function_ = nullptr;
         if (info_->getNameInfo(index_, &name_, &callType_, &thisOffset_, &function_,
                                &returnType_) &&
             (callType_ & flags_) != 0)
             return;
+    }
 }
 
 void DispInfoIterator::params(DispParams & params) const {

@@ -44,9 +44,10 @@ bool IDispatcher::Info::findNameInfo(NameLinkID name, CallType type, int * thisO
     for (int i = 0; i < count; ++i) {
         NameLinkID candidate;
         CallType candidateType{};
-        if (getNameInfo(i, &candidate, &candidateType, thisOffset, function, returnType) &&
+        if (getNameInfo(i, &candidate, &candidateType, nullptr, nullptr, nullptr) &&
             candidate == name && candidateType == type)
-            return true;
+            // Only now, so that nothing of the names before it is left in the outputs.
+            return getNameInfo(i, nullptr, nullptr, thisOffset, function, returnType);
     }
     return false;
 }

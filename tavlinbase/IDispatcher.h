@@ -50,7 +50,6 @@ class ONDREL_API IDispatcher : public virtual AUnknown {
     /// Refuses an interface that offers a name under a call type which another interface of the
     /// object offers already.
     bool attach() override;
-    IDispatcher * asDispatcher() final { return this; }
 
     /// The first names of a path that stand for an object of the caller: "me", "scene" and
     /// "inherited".

@@ -103,6 +103,9 @@ void IDispatcherImplTable::buildIndex() {
 
 // Entries come from the most derived table on, so the first of a kind stays.
 void IDispatcherImplTable::enter(IDispatcherImplTableEntry const * entry) {
+    // Nobody can ask for these, and a null name marks a free slot.
+    if (!entry->name.isValid() || entry->type == IDispatcherImplTableEntry::Terminator)
+        return;
     std::size_t at = place(entry->name);
     while (index_[at].name.isValid() && index_[at].name != entry->name)
         at = (at + 1) & (index_.size() - 1);
@@ -205,9 +208,17 @@ void IDispatcherImpl::describe(IDispatcherImplTableEntry const & entry, NameLink
                                VariableTypes * returnType) const {
     fill(name, entry.name);
     fill(type, static_cast<CallType>(entry.type));
-    fill(thisOffset, entry.thisOffset);
     fill(function, entry.function);
     fill(returnType, entry.returnType);
+    if (!thisOffset)
+        return;
+    // Told for this very object: the distance to a member of a virtual base is not that of the
+    // class.
+    auto * const self = const_cast<IDispatcher *>(static_cast<IDispatcher const *>(this));
+    void const * const member = entry.variable(self);
+    *thisOffset = member ? static_cast<int>(static_cast<char const *>(member) -
+                                            reinterpret_cast<char const *>(self))
+                         : entry.thisOffset;
 }
 
 bool IDispatcherImpl::getNameInfo(int index, NameLinkID * name, CallType * type, int * thisOffset,

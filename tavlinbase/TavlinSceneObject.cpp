@@ -39,24 +39,30 @@ TRef<Object> DispObjectRegistrar::findObject(TGVector<NameLinkID> & path, int in
 }
 
 bool DispObjectRegistrar::broadcast(DispParams * params) {
-    // A copy, since a call may change the registry.
-    std::vector<TRef<Object>> objects;
-    objects.reserve(static_cast<std::size_t>(objects_.getCount()));
-    for (long i = 0; i < objects_.getCount(); ++i)
-        objects.push_back(objects_.valueAt(i));
+    // A copy, since a call may change the registry. Scenes have few objects, and scripts call them
+    // at every step: only a large registry takes memory for it.
+    constexpr long few = 16;
+    TRef<Object> local[few];
+    std::vector<TRef<Object>> many;
+    long const count = objects_.getCount();
+    if (count > few)
+        many.resize(static_cast<std::size_t>(count));
+    TRef<Object> * const objects = count > few ? many.data() : local;
+    for (long i = 0; i < count; ++i)
+        objects[i] = objects_.valueAt(i);
     bool taken = false;
-    for (auto object = objects.rbegin(); object != objects.rend(); ++object)
-        taken |= params->call(*object);
+    for (long i = count - 1; i >= 0; --i)
+        taken |= params->call(objects[i]);
     return taken;
 }
 
 bool DispObjectRegistrar::invoke(DispParams * params) {
     if (params->type == IDispatcher::Method)
         return broadcast(params);
-    if (params->type != IDispatcher::PropertyGet || !params->result)
+    if (params->type != IDispatcher::PropertyGet)
         return false;
     TRef<Object> const object = findObject(params->name);
-    return object && params->result->asOBJECT(object);
+    return object && (!params->result || params->result->asOBJECT(object));
 }
 
 IDispatcher::Info const * DispObjectRegistrar::getTypeInfo() {

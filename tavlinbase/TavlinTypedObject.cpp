@@ -47,7 +47,7 @@ template <class Visit>
 void forInterfaceLeaves(TypedObjectNode & node, Visit visit) {
     InterfaceIterator iterator(TRef<Object>(&node), &AUnknown::metaclass_, true);
     for (; iterator; ++iterator)
-        if (TypedObjectLeaf * const leaf = gcast<TypedObjectLeaf>(iterator.get()))
+        if (TypedObjectLeaf * const leaf = gcast_cached<TypedObjectLeaf>(iterator.get()))
             visit(*leaf);
 }
 
@@ -61,6 +61,36 @@ void fill(T * where, T const & value) {
 using InfoHolder = std::unique_ptr<ConnectionPointInfo>;
 InfoHolder holderOf(ConnectionPointInfo * info) {
     return InfoHolder(info && info->temporary ? info : nullptr);
+}
+
+} // namespace
+
+namespace {
+
+/// Copies of the points of the class, which nobody deletes after use.
+TGVector<ConnectionPointInfo> pointsOfClass(NameLinkResolver & resolver) {
+    TGVector<ConnectionPointInfo> points;
+    auto const count = reinterpret_cast<std::intptr_t>(resolver.macroTableHelper(-1));
+    for (int i = 0; i < count; ++i) {
+        InfoHolder const info(resolver.macroTableHelper(i));
+        if (!info)
+            continue;
+        ConnectionPointInfo own(*info);
+        own.temporary = false;
+        points.insert(own);
+    }
+    return points;
+}
+
+/// The point among `points` that is for the same member; -1 when there is none.
+long placeOf(ConnectionPointInfo const & info, TGVector<ConnectionPointInfo> const & points) {
+    for (long i = 0; i < points.getCount(); ++i) {
+        ConnectionPointInfo const & point = points.at(i);
+        if (point.memberOffset == info.memberOffset && point.type == info.type &&
+            point.interfaceClass == info.interfaceClass)
+            return i;
+    }
+    return -1;
 }
 
 } // namespace
@@ -173,15 +203,7 @@ TGVector<ConnectionPointInfo> * NameLinkResolver::getSafePrivateTable() {
 
 void NameLinkResolver::buildPrivateTable() {
     killPrivateTable();
-    auto const table = new TGVector<ConnectionPointInfo>;
-    int const count = static_cast<int>(reinterpret_cast<std::intptr_t>(macroTableHelper(-1)));
-    for (int i = 0; i < count; ++i) {
-        InfoHolder const info(macroTableHelper(i));
-        ConnectionPointInfo own(*info);
-        own.temporary = false;
-        table->insert(own);
-    }
-    privateTable_ = table;
+    privateTable_ = new TGVector<ConnectionPointInfo>(pointsOfClass(*this));
 }
 
 void NameLinkResolver::killPrivateTable() {
@@ -313,11 +335,9 @@ bool NameLinkResolver::checkConnectionPoint(ConnectionPointInfo * info, GString 
     bool resolved;
     bool hasValue = false;
     if (info->type == ConnectionIndex) {
-        int & index = *static_cast<int *>(getPointer(info->memberOffset));
-        int const found = findIndex(*info);
-        resolved = found >= 0;
-        if (!resolved)
-            index = -1;
+        // A check stores nothing, yet it starts as a resolve does.
+        *static_cast<int *>(getPointer(info->memberOffset)) = -1;
+        resolved = findIndex(*info) >= 0;
     } else {
         VariableRef const value = resolveName(*info);
         hasValue = resolved = !value.isEmpty();
@@ -350,16 +370,25 @@ void NameLinkResolver::report(ConnectionPointInfo const & info, GString & log, b
                                who.c_str());
 }
 
-// The points of a private table are written as names; their places in memory mean nothing to
-// another process, but within one build they are the same.
+// A private table is written as a list of those points that the class has a member for. Each is the
+// index of the class's point in 32 bits, a byte that is 1 when it is required, and the path. Where
+// a target goes is thus always told by the class and never by the stream.
 void NameLinkResolver::write(opstream & out) {
     out.writeByte(0);
     out.writeDWord(privateTable_ != nullptr);
     if (!privateTable_)
         return;
-    out.writeDWord(static_cast<unsigned long>(privateTable_->getCount()));
-    for (long i = 0; i < privateTable_->getCount(); ++i) {
-        ConnectionPointInfo const & info = privateTable_->at(i);
+    TGVector<ConnectionPointInfo> const known = pointsOfClass(*this);
+    unsigned long count = 0;
+    for (ConnectionPointInfo const & info : *privateTable_)
+        count += placeOf(info, known) >= 0;
+    out.writeDWord(count);
+    for (ConnectionPointInfo const & info : *privateTable_) {
+        long const place = placeOf(info, known);
+        if (place < 0)
+            continue;
+        out.writeDWord(static_cast<unsigned long>(place));
+        out.writeByte(info.required);
         out << static_cast<TGVector<NameLinkID> const &>(info);
     }
 }
@@ -371,19 +400,21 @@ void NameLinkResolver::read(ipstream & in) {
     killPrivateTable();
     if (in.readDWord() == 0)
         return;
-    // Where the targets go is the class's business: a table that was made for this class gets the
-    // new paths for its points, in order.
-    buildPrivateTable();
-    unsigned long const count = in.readDWord();
-    for (unsigned long i = 0; i < count && in.good(); ++i) {
+    privateTable_ = new TGVector<ConnectionPointInfo>;
+    TGVector<ConnectionPointInfo> const known = pointsOfClass(*this);
+    for (unsigned long count = in.readDWord(); count > 0 && in.good(); --count) {
+        unsigned long const place = in.readDWord();
+        bool const required = in.readByte() != 0;
         TGVector<NameLinkID> path;
         in >> path;
-        auto const place = static_cast<long>(i);
-        if (place < privateTable_->getCount())
-            static_cast<TGVector<NameLinkID> &>(privateTable_->at(place)) = path;
+        // A class may have lost points since.
+        if (!in.good() || place >= static_cast<unsigned long>(known.getCount()))
+            continue;
+        ConnectionPointInfo info(known.at(static_cast<long>(place)));
+        info.required = required;
+        static_cast<TGVector<NameLinkID> &>(info) = path;
+        privateTable_->insert(info);
     }
-    while (privateTable_->getCount() > static_cast<long>(count))
-        privateTable_->at_remove(privateTable_->getCount() - 1);
 }
 
 namespace {
@@ -571,21 +602,32 @@ void TypedObjectNode::callInitByRecursive(VariableRef & from) {
     onInitBy(from);
 }
 
+namespace {
+
+/// A leaf of that name, or else an interface leaf.
+TypedObjectLeaf * findAnyLeaf(TypedObjectNode & node, NameLinkID name) {
+    TypedObjectLeaf * found = node.findMemberLeaf(name);
+    if (!found)
+        forInterfaceLeaves(node, [&](TypedObjectLeaf & leaf) {
+            if (!found && leaf.getMemberNameID() == name)
+                found = &leaf;
+        });
+    return found;
+}
+
+} // namespace
+
 bool TypedObjectNode::invoke(DispParams * params) {
-    if (params->type == IDispatcher::PropertyGet && params->result) {
-        if (TRef<TypedObjectNode> const node = findMemberNode(params->name)) {
-            params->result->link(VariableRef::AsOBJECT(TRef<Object>(node.pointer())));
-            return true;
-        }
-        TypedObjectLeaf * found = findMemberLeaf(params->name);
-        if (!found)
-            forInterfaceLeaves(*this, [&](TypedObjectLeaf & leaf) {
-                if (!found && leaf.getMemberNameID() == params->name)
-                    found = &leaf;
-            });
-        if (found) {
-            params->result->link(
-                VariableRef::AsGRTTI(static_cast<RefCounter *>(static_cast<NamedMember *>(found))));
+    if (params->type == IDispatcher::PropertyGet) {
+        VariableRef member;
+        if (TRef<TypedObjectNode> const node = findMemberNode(params->name))
+            member = VariableRef::AsOBJECT(TRef<Object>(node.pointer()));
+        else if (TypedObjectLeaf * const leaf = findAnyLeaf(*this, params->name))
+            member =
+                VariableRef::AsGRTTI(static_cast<RefCounter *>(static_cast<NamedMember *>(leaf)));
+        if (!member.isEmpty()) {
+            if (params->result)
+                params->result->link(member);
             return true;
         }
     }
