@@ -1,15 +1,8 @@
-// Calls by name: tables and their chain, paths, bindings, and the walks over names.
-#include "persistence/mpstream.h"
-#include "tavlinbase/BoundInvoke.h"
-#include "tavlinbase/DispInfoIterator.h"
+// Calls by name along dotted paths.
 #include "tavlinbase/IDispatcherImpl.h"
 #include "tavlinbase/TavlinSceneObject.h"
-#include "tavlinbase/VRefArray.h"
 
 #include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
 
 namespace Tavlin {
 
@@ -156,105 +149,47 @@ TEST_F(IDispatcherTest, InterfacesAreAskedBeforeTheObjectAndMayNotClash) {
     EXPECT_FALSE(clash->getObject());
 }
 
-TEST_F(IDispatcherTest, BindingsCallDirectlyOrFallBack) {
-    BoundPropertyGet get;
-    EXPECT_TRUE(get.bind(object, id("Watts")));
-    EXPECT_TRUE(get.isBound());
-    EXPECT_EQ(get.invoke().asINT(), -1);
-    EXPECT_FALSE(get.bind(object, id("colour"))) << "a variable has no native getter";
-    EXPECT_EQ(get.invoke().asINT(), 7);
-    BoundPropertySet set;
-    EXPECT_TRUE(set.bind(object, id("Watts")));
-    EXPECT_TRUE(set.invoke(VariableRef(25)));
-    EXPECT_EQ(lantern->watts, 25);
-    BoundMethod method;
-    EXPECT_FALSE(method.bind(object, id("None")));
-    EXPECT_FALSE(method.isEmpty());
-    EXPECT_FALSE(method.invoke(nullptr, nullptr));
-    method.empty();
-    EXPECT_TRUE(method.isEmpty());
-    EXPECT_EQ(method.getNameLinkID(), id("None")) << "the name stays";
-}
-
-TEST_F(IDispatcherTest, ExternalBindingOutlivesItsObject) {
-    TRef<Object> gone(new Lamp);
-    ExternalBoundMethod method;
-    VRefVector args;
-    VariableRef result;
-    EXPECT_TRUE(method.bind(gone, id("Add")));
-    EXPECT_TRUE(method.invoke(&result, &args));
-    gone.empty();
-    EXPECT_TRUE(method.isEmpty());
-    EXPECT_FALSE(method.invoke(&result, &args));
-}
-
-TEST_F(IDispatcherTest, IteratorsSelectNamesByCallType) {
-    object->addInterface(TRef<AUnknown>(new Extra));
-    std::vector<std::string> names;
-    DispObjectInfoIterator readable(object, IDispatcher::PropertyGet | IDispatcher::Variable);
-    for (; readable; ++readable)
-        names.push_back(readable.name().c_str());
-    EXPECT_EQ(names, (std::vector<std::string>{"Watts", "next", "Watts", "colour"}));
-    DispInfoIterator methods(lantern.pointer(), IDispatcher::Method);
-    EXPECT_EQ(methods.name(), id("Add"));
-    VRefVector args;
-    VariableRef result;
-    EXPECT_TRUE(methods.call(object, &args, &result));
-    ++methods;
-    EXPECT_TRUE(methods.isEmpty());
-    EXPECT_FALSE(methods.call(object, &args, &result));
-}
-
-TEST(SceneObject, KeepsObjectsByNameAndBroadcastsMethods) {
-    TRef<SceneObject> scene(new SceneObject);
-    TRef<Lamp> const first(new Lamp), second(new Lamp);
-    EXPECT_TRUE(scene->regObject(id("first"), TRef<Object>(first.pointer())));
-    EXPECT_FALSE(scene->regObject(id("first"), TRef<Object>(second.pointer())));
-    EXPECT_FALSE(scene->regObject(id("none"), TRef<Object>()));
-    EXPECT_TRUE(scene->regObject(id("second"), TRef<Object>(second.pointer())));
-    TRef<Object> const nobody;
-    EXPECT_EQ(IDispatcher::FindVRef("scene.first.Watts", nobody, nobody).asINT(), 60);
-    EXPECT_EQ(IDispatcher::FindObject("scene.second", nobody, nobody).pointer(),
-              static_cast<Object *>(second.pointer()));
-    VRefVector args;
-    args.insert(VariableRef(1));
-    VariableRef result;
-    EXPECT_TRUE(DispParams(id("Add"), &result, &args, IDispatcher::Method)
-                    .call(TRef<Object>(scene.pointer())));
-    EXPECT_FALSE(
-        PropertySetParams(id("first"), VariableRef(1)).call(TRef<Object>(scene.pointer())));
-    EXPECT_TRUE(scene->unregObject(TRef<Object>(first.pointer())));
-    EXPECT_FALSE(scene->unregObject(id("first")));
-    EXPECT_EQ(scene->getNamesCount(), 1);
-    EXPECT_EQ(SceneObject::Get(), scene.pointer());
-    {
-        TRef<SceneObject> const newer(new SceneObject);
-        scene.empty();
-        EXPECT_EQ(SceneObject::Get(), newer.pointer()) << "the former one no longer clears it";
-    }
-    EXPECT_EQ(SceneObject::Get(), nullptr);
-    EXPECT_FALSE(IDispatcher::FindObject("scene.second", nobody, nobody));
-}
-
-TEST(SceneObject, EarlierFormIsStillRead) {
+TEST_F(IDispatcherTest, AliasesLeadToTheContextsOfTheCaller) {
+    TRef<Lamp> const third(new Lamp);
+    third->colour = 30;
+    lamp->colour = 20;
+    lantern->colour = 10;
     TRef<SceneObject> const scene(new SceneObject);
-    TRef<Lamp> const lamp(new Lamp);
-    scene->regObject(id("lamp"), TRef<Object>(lamp.pointer()));
-    mpstream stream;
-    scene->write(stream);
-    stream.flush();
-    auto * const bytes = static_cast<unsigned char *>(stream.data());
-    std::vector<unsigned char> form(bytes, bytes + stream.safe_get_position());
-    EXPECT_EQ(form[0], 1);
-    EXPECT_EQ(form[1], 0);
-    TRef<SceneObject> const now(new SceneObject), before(new SceneObject);
-    impstream in(form.data(), static_cast<long>(form.size()), GIO::ReadMode);
-    now->read(in);
-    EXPECT_TRUE(now->findObject(id("lamp")));
-    form.erase(form.begin());
-    impstream old(form.data(), static_cast<long>(form.size()), GIO::ReadMode);
-    before->read(old);
-    EXPECT_TRUE(before->findObject(id("lamp")));
+    scene->regObject(id("colour"), TRef<Object>(third.pointer()));
+    other = TRef<Object>(lamp.pointer());
+    EXPECT_EQ(find("colour").asINT(), 10) << "a plain name starts at me";
+    EXPECT_EQ(find("me.colour").asINT(), 10);
+    EXPECT_EQ(find("inherited.colour").asINT(), 20);
+    EXPECT_EQ(find("scene.colour.colour").asINT(), 30);
+    EXPECT_EQ(find("scene").asOBJECT().pointer(), static_cast<Object *>(scene.pointer()));
+    EXPECT_TRUE(find("colour.me").isEmpty()) << "an alias is one at the start only";
+    EXPECT_TRUE(IDispatcher::SetVRef(VariableRef(31), "scene.colour.colour", object, other));
+    EXPECT_EQ(third->colour.asINT(), 31);
+    EXPECT_FALSE(IDispatcher::SetVRef(VariableRef(1), "", object, other));
+    EXPECT_FALSE(IDispatcher::SetVRef(VariableRef(1), "next.none.colour", object, other));
+    EXPECT_FALSE(IDispatcher::CallMethod("inherited", nullptr, nullptr, object, other));
+    EXPECT_FALSE(IDispatcher::CallMethod("12", nullptr, nullptr, object, other));
+}
+
+TEST_F(IDispatcherTest, WalkLeavesOutTheTail) {
+    TGVector<NameLinkID> path;
+    for (char const * part : {"ignored", "next", "colour"})
+        path.insert(id(part));
+    EXPECT_EQ(IDispatcher::FindObjectRecursive(path, 1, object, 1).pointer(),
+              static_cast<Object *>(lamp.pointer()));
+    EXPECT_EQ(IDispatcher::FindObjectRecursive(path, 1, object, 0).pointer(), nullptr);
+    EXPECT_EQ(IDispatcher::FindObjectRecursive(path, 1, object, 2).pointer(), object.pointer());
+    EXPECT_EQ(IDispatcher::FindObjectRecursive(path, 3, object, 0).pointer(), object.pointer());
+    EXPECT_EQ(IDispatcher::FindObjectRecursive(path, 1, TRef<Object>(), 0).pointer(), nullptr);
+}
+
+TEST_F(IDispatcherTest, ArgumentsAreTheCallersOwnCells) {
+    VariableRef cell(4);
+    PropertySetParams params(id("x"), cell);
+    EXPECT_TRUE(params.params->at(0).sharesCellWith(cell));
+    EXPECT_EQ(params.params->getCount(), 1);
+    EXPECT_EQ(params.type, IDispatcher::PropertySet);
+    EXPECT_EQ(params.result, nullptr);
 }
 
 } // namespace Tavlin

@@ -169,7 +169,7 @@ class TreeTest : public testing::Test {
         tank->addInterface(TRef<AUnknown>(new ILabel(6)));
         for (char const * id : {"first", "second"})
             rack->first.insert(items.add(new Gauge(id)));
-        for (char const * id : {"other", "third"})
+        for (char const * id : {"other", "another", "third"})
             rack->second.insert(items.add(new Gauge(id)));
         TRef<Object> const list(
             static_cast<Object *>(ObjectCreator(&WritableVRefArray::metaclass_)));
@@ -201,7 +201,7 @@ TEST_F(TreeTest, EveryKindOfLinkReceivesItsTarget) {
     ASSERT_TRUE(engine->label);
     EXPECT_EQ(engine->label->value, 6);
     EXPECT_EQ(engine->label->getReferenceCount(), 0) << "the pointer holds no reference";
-    EXPECT_EQ(engine->slot, 1) << "the place within its own collection";
+    EXPECT_EQ(engine->slot, 2) << "the place within its own collection";
     engine->fuel = 12;
     EXPECT_EQ(tank->level.asINT(), 12) << "linked, not copied";
     ASSERT_EQ(engine->list.getCount(), 4);
@@ -291,6 +291,21 @@ TEST_F(TreeTest, CheckGoesOnWithTheOtherPartsAndJoinsTheirMessages) {
                  "error: unable to resolve interface 'test::ILabel' of 'me.tank' in 'engine'\r\n"
                  "error: unable to resolve 'me.nothing' in 'Gauge'")
         << "of one part only the first failure";
+}
+
+TEST_F(TreeTest, OnePartThatFailsFailsTheTree) {
+    // Each of the three groups of parts in turn, with parts behind it that pass.
+    auto * const interfaceLeaf = new IGauge("dial");
+    tank->addInterface(TRef<AUnknown>(interfaceLeaf));
+    for (Gauge * failing : {tank->add(new Gauge("a")), wheel->add(new Gauge("b")),
+                            static_cast<Gauge *>(interfaceLeaf)}) {
+        tank->add(new Gauge("passes"));
+        resolve();
+        check(true, true);
+        failing->getSafePrivateTable()->at(0).makeIndexes("me.nothing");
+        check(true, false);
+        failing->killPrivateTable();
+    }
 }
 
 TEST_F(TreeTest, CheckStoresNothingButStartsAnIndexAnew) {
