@@ -61,7 +61,10 @@ class TGPointer : public GPointer {
     operator T *() const { return typed_; }
     T * operator->() const { return typed_; }
     T & operator*() const { return *typed_; }
-    bool operator==(T const * object) const { return typed_ == object; }
+    template <class U>
+    bool operator==(U * object) const {
+        return typed_ == object;
+    }
     bool operator==(std::nullptr_t) const { return typed_ == nullptr; }
     bool operator==(TGPointer const & other) const { return typed_ == other.typed_; }
 
