@@ -36,7 +36,7 @@ void GCollection::read(ipstream & in) {
     unsigned long const start = in.countOfReadBytes();
     while (count_ < count && in) {
         if (count_ >= emptyItems &&
-            in.countOfReadBytes() - start < static_cast<unsigned long>(count_ - emptyItems)) {
+            in.countOfReadBytes() - start <= static_cast<unsigned long>(count_ - emptyItems)) {
             in.setstate(pstream::ReadFailedBit);
             return;
         }
