@@ -11,6 +11,8 @@
 #include <ostream>
 #include <string>
 
+#include <unistd.h>
+
 namespace {
 
 void loadMessages() {
@@ -55,7 +57,7 @@ TEST(GException, LoadingCutsToTheBuffer) {
 }
 
 TEST(GDiag, LinesGoToTheNamedFile) {
-    std::string const name = testing::TempDir() + "gdiag_test.txt";
+    std::string const name = testing::TempDir() + "gdiag_" + std::to_string(getpid()) + ".txt";
     GDiagSetFileName(name.c_str());
     GDiagStream("door.cpp", "open", 12) << "stuck\n";
     GDiagSetFileName(nullptr);

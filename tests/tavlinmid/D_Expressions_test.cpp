@@ -170,7 +170,7 @@ TEST_F(D_Expressions, ScriptThatCallsItselfWithoutEndIsStopped) {
         run("n := 0\nState S\n{\nMethod Again\n{\nn = n + 1\nAgain()\n}\n}\n");
     EXPECT_TRUE(send(automat, "Again"));
     VariableRef n;
-    automat->getVariable("n", n);
+    ASSERT_TRUE(automat->getVariable("n", n));
     EXPECT_GT(n.asINT(), 100);
 }
 

@@ -32,8 +32,9 @@ TAVLIN_END_DISPATCHER()
 class ScriptFault : public ScriptTest {};
 
 TEST_F(ScriptFault, LeavesTheStackOfContextsInTheLog) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    std::string const log = testing::TempDir() + "script_fault.log";
+    // A forked child, which writes to the log of this very test.
+    GTEST_FLAG_SET(death_test_style, "fast");
+    std::string const log = fileOf("", "fault.log");
     TRef<Automat> const automat = run("State A\n{\nMethod Step\n{\nFail()\n}\n}\n");
     TRef<Faulty> const faulty(new Faulty);
     automat->setInheritedObject(TRef<Object>(faulty.pointer()));

@@ -17,6 +17,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 namespace Tavlin {
 
 /// Keeps calls of any name as text: name(argument,argument).
@@ -71,8 +73,9 @@ class ScriptTest : public testing::Test {
         static bool const once = (GString::AddLoadStringFunc(GLoadMessage, nullptr), true);
         static_cast<void>(once);
         Time::Reset();
-        folder_ = std::filesystem::path(testing::TempDir()) /
-                  ("script_" + std::to_string(reinterpret_cast<std::uintptr_t>(this)));
+        // Tests run side by side in processes of their own, often with the same addresses.
+        folder_ =
+            std::filesystem::path(testing::TempDir()) / ("script_" + std::to_string(getpid()));
         std::filesystem::create_directories(folder_);
     }
     ~ScriptTest() override { std::filesystem::remove_all(folder_); }
