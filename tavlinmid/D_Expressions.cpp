@@ -212,8 +212,11 @@ bool D_Assign::evaluate(TRef<Automat> const & automat, DispParams * params) {
 }
 
 bool D_Assign::evaluate(TRef<Automat> const & automat, VariableRef & result) {
+    // Without an automat there is nothing to assign to.
+    if (!automat)
+        return false;
     VariableRef * variable = nullptr;
-    if (automat && assignNumber(*automat, variable)) {
+    if (assignNumber(*automat, variable)) {
         result.link(*variable);
         return true;
     }

@@ -77,8 +77,10 @@ class ONDREL_API D_Operator : public RefCounter {
     template <class T>
     void readChild(ipstream & in, TRef<T> & child) {
         TRef<RefCounter> const read = RefCounterRead(in, &T::metaclass_);
-        child = TRef<T>(gcast<T>(static_cast<RefCounter *>(read)));
-        adoptRead(static_cast<T *>(child));
+        T * const node = gcast<T>(static_cast<RefCounter *>(read));
+        // Before it is kept: a node that held itself would never end.
+        adoptRead(node);
+        child = TRef<T>(node);
     }
     static void WriteChild(opstream & out, RefCounter * child) {
         RefCounterWrite(out, TRef<RefCounter>(child));

@@ -46,6 +46,10 @@ TEST_F(AutomatParser, ConstantsAreOfTheKindThatTheyLookLike) {
         {"1 - 2", "-1"},
         {"6 / 4", "1"},
         {"1 + 1.0", "nothing"},
+        {"y", "nothing"},
+        {"y = 5", "nothing"},
+        {"f(1)", "nothing"},
+        {"doAfter(1, 2)", "nothing"},
     };
     for (Case const & c : cases) {
         TRef<Automat> const automat = run(std::string("x := ") + c.text + "\n");
