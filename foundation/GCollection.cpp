@@ -13,7 +13,7 @@ GCollection::GCollection(long limit, long delta, unsigned char shouldDelete)
 }
 
 GCollection::~GCollection() {
-    delete[] items_;
+    delete[](items_ - lead_);
 }
 
 void GCollection::shut_down() {
@@ -31,8 +31,9 @@ void GCollection::setLimit(long limit) {
         return;
     void ** items = limit > 0 ? new void *[static_cast<std::size_t>(limit)] : nullptr;
     std::copy_n(items_, count_, items);
-    delete[] items_;
+    delete[](items_ - lead_);
     items_ = items;
+    lead_ = 0;
     limit_ = limit;
 }
 
@@ -83,9 +84,25 @@ void GCollection::v_at_insert(long index, void * item) {
         v_at_insert(count_, nullptr);
     if (count_ == limit_)
         setLimit(limit_ + delta_);
-    std::copy_backward(items_ + index, items_ + count_, items_ + count_ + 1);
+    makeRoom(index);
     items_[index] = item;
     ++count_;
+}
+
+// Opens a place by moving the shorter side; there is a free slot at one end at least.
+void GCollection::makeRoom(long index) {
+    if (lead_ > 0 && index < count_ - index) {
+        std::copy(items_, items_ + index, items_ - 1);
+        --items_;
+        --lead_;
+        return;
+    }
+    if (lead_ + count_ == limit_) {
+        std::copy(items_, items_ + count_, items_ - lead_);
+        items_ -= lead_;
+        lead_ = 0;
+    }
+    std::copy_backward(items_ + index, items_ + count_, items_ + count_ + 1);
 }
 
 void GCollection::v_at_put(long index, void * item) {
@@ -101,7 +118,15 @@ long GCollection::v_insert(void * item) {
 
 void GCollection::v_at_remove(long index) {
     check_index(index);
-    std::copy(items_ + index + 1, items_ + count_, items_ + index);
+    // The shorter side moves, so that a collection is emptied from the front as fast as from the
+    // end: populations are ended in the order in which they were made.
+    if (index < count_ - 1 - index) {
+        std::copy_backward(items_, items_ + index, items_ + index + 1);
+        ++items_;
+        ++lead_;
+    } else {
+        std::copy(items_ + index + 1, items_ + count_, items_ + index);
+    }
     --count_;
 }
 

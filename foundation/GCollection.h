@@ -107,12 +107,14 @@ class ONDREL_API GCollection : public GStreamable {
 
   private:
     [[noreturn]] void throwIndex(long index) const;
+    void makeRoom(long index);
 
     unsigned char shouldDelete_ = 1;
     void ** items_ = nullptr;
     long count_ = 0;
     long limit_ = 0;
     long delta_ = 4;
+    long lead_ = 0; // free slots in front of the items, left by removals there
 };
 
 /// A GCollection of T pointers, which are deleted when freed.

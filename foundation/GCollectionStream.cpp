@@ -44,6 +44,7 @@ void GCollection::read(ipstream & in) {
         // Doubling, since the limit is not trusted and the delta may be small.
         if (count_ == limit_)
             setLimit(std::min(count, limit_ + std::max(limit_, delta_)));
+        makeRoom(count_);
         items_[count_++] = item;
     }
     setLimit(std::min(limit, count_ + spareLimit));

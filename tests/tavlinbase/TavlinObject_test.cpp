@@ -137,6 +137,29 @@ TEST(ObjectRegistry, UniqueObjectIsFoundByAddressInAnyOrder) {
     }
 }
 
+// Exemplars come and go at both ends and in between; the set stays in the order of addresses.
+TEST(ObjectRegistry, SetStaysInOrderWhileAPopulationChanges) {
+    std::mt19937 random(11);
+    std::vector<TRef<Thing>> things;
+    for (int step = 0; step < 4000; ++step) {
+        auto const end = [&](std::size_t i) { things.erase(things.begin() + long(i)); };
+        std::size_t const roll = random() % 5;
+        if (things.empty() || roll <= 1 || (roll == 2 && things.size() < 100)) {
+            things.emplace_back(new Thing);
+            things.back()->reg();
+        } else if (roll == 3) {
+            end(0);
+        } else {
+            end(random() % things.size());
+        }
+        ASSERT_EQ(countOf(Thing::metaclass_), long(things.size()));
+    }
+    std::vector<Thing *> expected(things.begin(), things.end());
+    std::sort(expected.begin(), expected.end());
+    for (std::size_t i = 0; i < expected.size(); ++i)
+        EXPECT_EQ(ClassSet::Global().find(&Thing::metaclass_)->at(long(i)), expected[i]);
+}
+
 TEST(ObjectRegistry, ComparedObjectsStandInOrderOfRegistration) {
     std::vector<TRef<Datum>> data;
     for (int i = 0; i < 50; ++i)
