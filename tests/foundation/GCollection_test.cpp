@@ -134,6 +134,34 @@ TEST(GCollection, PacksWithoutTouchingOrderOrLimit) {
     EXPECT_EQ(collection.getDelta(), 4);
 }
 
+// Removals in front leave free slots there, which later inserts at either end must find again.
+TEST(GCollection, BehavesLikeASequenceWhileItemsComeAndGoAtBothEnds) {
+    int values[64] = {};
+    for (int favoured = 0; favoured < 4; ++favoured) {
+        Ints collection(0, 3, 0);
+        std::vector<int *> model;
+        unsigned random = 99;
+        for (int step = 0; step < 4000; ++step) {
+            random = random * 1664525 + 1013904223;
+            long const count = long(model.size());
+            long const anywhere = long(random >> 20) % (count + 1);
+            // Out at the front, in at the end or the front, or either anywhere.
+            long const in = favoured == 0 ? count : favoured == 1 ? 0 : anywhere;
+            long const out = favoured <= 1 ? 0 : anywhere;
+            if (random >> 31 && out < count) {
+                collection.at_remove(out);
+                model.erase(model.begin() + out);
+            } else if (count < 40) {
+                collection.at_insert(in, &values[step % 64]);
+                model.insert(model.begin() + in, &values[step % 64]);
+            }
+            if (step % 50 == 0)
+                collection.setLimit(count + step % 7);
+            ASSERT_EQ(items(collection), model);
+        }
+    }
+}
+
 TEST(GSortedCollection, ReturnsTheOldItemsPlaceAndFreesTheNewOne) {
     std::string log;
     ByName owner;
@@ -257,6 +285,19 @@ TEST(GCollectionStream, WritesCompactNumbersFlagsAndItems) {
     EXPECT_EQ(back.getDelta(), 40000);
     EXPECT_EQ(back.getDuplicates(), 1);
     EXPECT_TRUE(in->good());
+}
+
+TEST(GCollectionStream, FillsAllSlotsOfACollectionThatLostItemsInFront) {
+    GStringCollection texts(4, 4, 1);
+    for (char const * text : {"a", "b", "c", "d"})
+        texts.insert(gnewstr(text));
+    texts.at_free(0);
+    texts.at_free(0);
+    Input in(hex("0400 0400 0400 01 0100 65 0100 66 0100 67 0100 68 00"));
+    texts.read(*in);
+    ASSERT_EQ(texts.getCount(), 4);
+    EXPECT_STREQ(texts.at(0), "e");
+    EXPECT_STREQ(texts.at(3), "h");
 }
 
 TEST(GCollectionStream, DoesNotBelieveCountsThatNothingFollows) {
