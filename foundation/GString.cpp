@@ -291,8 +291,9 @@ void GString::setLength(unsigned int n, char fill) {
         return;
     }
     allocate_buffer(n, true);
+    // Nothing longer has passed allocate_buffer, which the compiler cannot see on 32 bits.
     if (n > old)
-        std::memset(text_ + old, fill, n - old);
+        std::memset(text_ + old, fill, std::min(n, longestText) - old);
     setEnd(n);
 }
 
