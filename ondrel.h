@@ -38,6 +38,7 @@
 #include "foundation/MSort.h"
 #include "foundation/RandomNumberGenerator.h"
 #include "foundation/RegularExpression.h"
+#include "foundation/SuspendedDestruction.h"
 #include "foundation/TGVector.h"
 #include "foundation/TSCDictionary.h"
 #include "foundation/Vector2D.h"

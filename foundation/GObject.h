@@ -10,4 +10,8 @@ class ONDREL_API GObject : public GRTTIObject {
     GObject(GObject const &) = default;
     GObject & operator=(GObject const &) = default;
     ~GObject() override;
+
+    /// Destroys the object, at once or when the suspended destructions are done; see
+    /// SuspendedDestruction.
+    void condemn();
 };
