@@ -66,11 +66,9 @@ D_DECLARE_BINARY_(D_Multiplication)
 D_DECLARE_BINARY_(D_Division)
 /// The remainder of two INT. A zero divisor is the machine's division fault.
 D_DECLARE_BINARY_(D_Modulus)
-/// Equality of any two values; INT 1 or 0.
-D_DECLARE_BINARY_(
-    D_IsEqual, D_APPLY_ bool neverFails() const override { return true; })
-D_DECLARE_BINARY_(
-    D_IsNotEqual, D_APPLY_ bool neverFails() const override { return true; })
+/// Equality of any two values; INT 1 or 0. Fails only where the result's cell takes no number.
+D_DECLARE_BINARY_(D_IsEqual, D_APPLY_)
+D_DECLARE_BINARY_(D_IsNotEqual, D_APPLY_)
 /// Order of two INT, two FLOAT, or two VECTOR2D in both components; INT 1 or 0.
 D_DECLARE_BINARY_(D_IsGreater, D_APPLY_)
 D_DECLARE_BINARY_(D_IsGreaterOrEqual, D_APPLY_)

@@ -92,6 +92,8 @@ TEST(D_Expression2, ResultThatIsBoundKeepsItsCell) {
 
     VariableRef text("seven");
     EXPECT_FALSE(sum->evaluate(TRef<Automat>(), text));
+    Node const sameTexts(new D_IsEqual(constant("a"), constant("a")));
+    EXPECT_FALSE(sameTexts->evaluate(TRef<Automat>(), text)) << "whatever the operands are";
     EXPECT_STREQ(text.asCHARPTR(), "seven");
 }
 
