@@ -104,6 +104,13 @@ void calc_lexer::open(char const * name) {
         std::fprintf(stderr, "include refused: %s\n", name);
         return;
     }
+    // Depth alone does not bound the work: files that include two others each double at every
+    // level.
+    if (opened_ >= mostFiles) {
+        std::fprintf(stderr, "include refused: %s\n", name);
+        return;
+    }
+    ++opened_;
     auto const source = std::make_shared<Source>();
     if (!source->file.open(file.c_str(), GIO::ReadMode, GFileIO::ExistingOnly, GFileIO::ShareBoth))
         return;
@@ -189,7 +196,7 @@ void calc_lexer::skipComment() {
 /// False when what stands here is no token.
 bool calc_lexer::match(AutomatToken & token) {
     int const first = peek(0);
-    if (first == '/' && matchComment(first))
+    if (first == '/' && matchComment())
         return false;
     if ((isDigit(first) || first == '-' || first == '.') && matchNumber(token, first))
         return true;
@@ -207,7 +214,7 @@ bool calc_lexer::match(AutomatToken & token) {
     return false;
 }
 
-bool calc_lexer::matchComment(int) {
+bool calc_lexer::matchComment() {
     int const second = peek(1);
     if (second != '/' && second != '*')
         return false;

@@ -54,6 +54,8 @@ class ONDREL_API calc_lexer {
 
     /// Files that may be open within each other.
     static constexpr int deepestInclude = 64;
+    /// Files that one script may open in all.
+    static constexpr int mostFiles = 1000;
     /// Characters of an identifier; names are kept for good, so they are not taken at any length.
     static constexpr std::size_t longestWord = 1000;
 
@@ -69,7 +71,7 @@ class ONDREL_API calc_lexer {
 
     void skipComment();
     bool match(AutomatToken & token);
-    bool matchComment(int first);
+    bool matchComment();
     bool matchNumber(AutomatToken & token, int first);
     bool matchString(AutomatToken & token);
     bool matchName(AutomatToken & token);
@@ -90,6 +92,7 @@ class ONDREL_API calc_lexer {
     bool inComment_ = false;
     bool lineComment_ = false;
     int line_ = 1;
+    int opened_ = 0;
     std::string text_;
     TRef<D_Expression> constant_;
 };

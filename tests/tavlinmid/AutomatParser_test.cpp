@@ -181,6 +181,14 @@ TEST_F(AutomatParser, IncludesStandWhereTheyAreNamed) {
         fileOf("#include n" + std::to_string(i + 1) + ".inc\n", "n" + std::to_string(i) + ".inc");
     EXPECT_EQ(errorsOf("#include n0.inc\nc := 3\n").find("include refused: n6"), 0u);
     EXPECT_EQ(definition->getNames().getCount(), 1);
+
+    // Two includes at each level would double sixty times.
+    for (int i = 0; i < 60; ++i) {
+        std::string const next = "#include d" + std::to_string(i + 1) + ".inc\n";
+        fileOf(next + next, "d" + std::to_string(i) + ".inc");
+    }
+    EXPECT_NE(errorsOf("#include d0.inc\nc := 3\n").find("include refused: d"), std::string::npos);
+    EXPECT_EQ(definition->getNames().getCount(), 1);
     std::filesystem::current_path(before);
 }
 
