@@ -8,6 +8,7 @@
 #define _FILE_OFFSET_BITS 64
 #include "platform/FileHandle.h"
 #include "platform/posix/FileName.h"
+#include "platform/posix/Uninterrupted.h"
 
 #include <algorithm>
 #include <atomic>
@@ -23,14 +24,6 @@ namespace {
 
 int descriptor(FileHandle file) {
     return static_cast<int>(file);
-}
-
-template <class Call>
-auto uninterrupted(Call call) {
-    auto result = call();
-    while (result < 0 && errno == EINTR)
-        result = call();
-    return result;
 }
 
 template <class Byte, class Transfer>

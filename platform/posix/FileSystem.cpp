@@ -3,6 +3,7 @@
 #define _FILE_OFFSET_BITS 64
 #include "platform/FileSystem.h"
 #include "platform/posix/FileName.h"
+#include "platform/posix/Uninterrupted.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -21,14 +22,6 @@
 namespace platform {
 
 namespace {
-
-template <class Call>
-auto uninterrupted(Call call) {
-    auto result = call();
-    while (result < 0 && errno == EINTR)
-        result = call();
-    return result;
-}
 
 bool systemStatus(std::string const & path, FileStatus & status) {
     struct stat found;
@@ -59,24 +52,13 @@ class Descriptor {
     int number_;
 };
 
-bool writeAll(int file, char const * bytes, std::size_t count) {
-    while (count > 0) {
-        auto const step = uninterrupted([&] { return ::write(file, bytes, count); });
-        if (step <= 0)
-            return false;
-        bytes += step;
-        count -= static_cast<std::size_t>(step);
-    }
-    return true;
-}
-
 bool copyBytes(int from, int to) {
     std::vector<char> buffer(1 << 16);
     for (;;) {
-        auto const step = uninterrupted([&] { return ::read(from, buffer.data(), buffer.size()); });
-        if (step <= 0)
-            return step == 0;
-        if (!writeAll(to, buffer.data(), static_cast<std::size_t>(step)))
+        long const count = readFile(from, buffer.data(), static_cast<long>(buffer.size()));
+        if (count <= 0)
+            return count == 0;
+        if (writeFile(to, buffer.data(), count) != count)
             return false;
     }
 }
@@ -88,7 +70,7 @@ bool copyInto(int from, int to) {
     timespec const times[2] = {status.st_atim, status.st_mtim};
     ::fchmod(to, status.st_mode & 0777);
     ::futimens(to, times);
-    return ::fsync(to) == 0;
+    return syncFile(to);
 }
 
 /// Renames where nothing of the new name stands. Some file systems cannot do both in one step;
