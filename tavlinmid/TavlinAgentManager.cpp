@@ -72,8 +72,7 @@ void AgentList::v_at_remove(long index) {
 
 AgentManager2::AgentManager2() : timeCallback_(*this) {
     g_object = this;
-    if (SceneObject * const scene = SceneObject::Get())
-        scene->regObject("Agents", TRef<Object>(this));
+    enterScene();
 }
 
 AgentManager2::~AgentManager2() {
@@ -82,7 +81,13 @@ AgentManager2::~AgentManager2() {
         g_object = nullptr;
 }
 
+void AgentManager2::enterScene() {
+    if (SceneObject * const scene = SceneObject::Get())
+        scene->regObject("Agents", TRef<Object>(this)); // refused where the name is taken
+}
+
 void AgentManager2::start() {
+    enterScene();
     Time::g_StepNotifyer.addCallback(&timeCallback_, stepPriority);
     lastTime_ = Time::g_Time;
 }
@@ -119,6 +124,7 @@ void AgentManager2::LinkAgents() {
     AgentManager2 * const manager = Get();
     if (!manager)
         return;
+    manager->enterScene();
     TGCollection<AgentShell> * const lists[] = {&manager->agents_, &manager->stopped_};
     auto const forEach = [&lists](void (AgentShell::*operation)()) {
         for (TGCollection<AgentShell> * list : lists)

@@ -31,6 +31,8 @@ class ONDREL_API AgentManager2 : public Object, public IDispatcherImpl {
     G_DECLARE_CREATABLE(AgentManager2)
     TAVLIN_DECLARE_DISPATCHER(AgentManager2)
   public:
+    /// Stands in the scene as "Agents": at once when there is a scene, else from the first start or
+    /// LinkAgents that finds one. A name that is taken stays with its object.
     AgentManager2();
     ~AgentManager2() override;
 
@@ -80,6 +82,7 @@ class ONDREL_API AgentManager2 : public Object, public IDispatcherImpl {
     };
 
     void step();
+    void enterScene();
     void setRunning(AgentShell * agent);
     void setStopped(AgentShell * agent);
     void forget(AgentShell * agent);

@@ -101,6 +101,26 @@ TEST_F(AgentManagerTest, NameReadFromTheManagerIsAnAgent) {
     EXPECT_EQ(named.type(), OBJECT);
 }
 
+TEST_F(AgentManagerTest, EntersASceneThatIsMadeAfterIt) {
+    auto const agentsOf = [](TRef<SceneObject> const & place) {
+        return place->findObject("Agents").pointer();
+    };
+    Object * const self = manager.pointer();
+    for (void (*enter)() :
+         {+[] { AgentManager2::Get()->start(); }, +[] { AgentManager2::LinkAgents(); }}) {
+        TObjectCreator<SceneObject> creator;
+        TRef<SceneObject> const later(static_cast<SceneObject *>(creator));
+        EXPECT_EQ(agentsOf(later), nullptr);
+        enter();
+        EXPECT_EQ(agentsOf(later), self);
+        EXPECT_TRUE(later->unregObject("Agents"));
+        later->regObject("Agents", TRef<Object>(recorder.pointer()));
+        enter();
+        EXPECT_EQ(agentsOf(later), recorder.pointer()) << "a name that is taken stays";
+        manager->stop();
+    }
+}
+
 TEST_F(AgentManagerTest, AgentWhoseLinksFailIsTakenOutOfPlay) {
     TRef<Part> content, longing;
     TRef<AgentShell> const a = agentOf("a", &content), b = agentOf("b", &longing);
