@@ -75,6 +75,7 @@
 #include "tavlinbase/TRefVector.h"
 #include "tavlinbase/TavlinLibrary.h"
 #include "tavlinbase/TavlinObject.h"
+#include "tavlinbase/TavlinParser.h"
 #include "tavlinbase/TavlinSceneObject.h"
 #include "tavlinbase/TavlinThreads.h"
 #include "tavlinbase/TavlinTime.h"
