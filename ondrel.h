@@ -48,6 +48,7 @@
 
 #include "persistence/GBufferedIO.h"
 #include "persistence/GFileIO.h"
+#include "persistence/GHuffmanBufferedIO.h"
 #include "persistence/GIO.h"
 #include "persistence/GMemoryIO.h"
 #include "persistence/PStreamExceptions.h"
