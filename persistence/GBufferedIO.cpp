@@ -40,8 +40,12 @@ long GAbstractBufferedIO::gread(void * data, long count) {
     auto * const to = static_cast<unsigned char *>(data);
     long done = 0;
     while (done < count) {
-        if (readCurrent_ == readEnd_ && (!readBuffer() || readCurrent_ == readEnd_))
-            break;
+        // A refill may succeed and bring nothing: the next one brings more, or fails.
+        if (readCurrent_ == readEnd_) {
+            if (!readBuffer())
+                break;
+            continue;
+        }
         long const piece = std::min<long>(count - done, readEnd_ - readCurrent_);
         std::memcpy(to + done, readCurrent_, static_cast<std::size_t>(piece));
         readCurrent_ += piece;
