@@ -91,8 +91,10 @@ TRef<Object> IObjectContainer::getNext(GMetaClass const * metaClass) {
 void IObjectContainer::delegateTo(Object * object) {
     TRef<AUnknown> const self(this);
     TRef<Object> const next(object); // `object` may come from the list of this container
-    if (objectPointer())
-        objectPointer()->removeInterface(self);
+    // A former owner that only this container kept alive ends here.
+    TRef<Object> const former = getObject();
+    if (former)
+        former->removeInterface(self);
     if (next)
         next->addInterface(self);
 }

@@ -81,6 +81,21 @@ TEST_F(IObjectContainerTest, ContainerThatNobodyHoldsEndsWithoutAnOwner) {
     EXPECT_FALSE(object_[0]->queryInterface<IObjectContainer>());
 }
 
+TEST_F(IObjectContainerTest, FormerOwnerThatOnlyTheContainerKeptEnds) {
+    for (bool const replaced : {true, false}) {
+        object_[1]->addInterface(list_);
+        int const before = Thing::alive;
+        TRef<Object>(new Thing)->addInterface(list_); // moves the container, and lets go
+        EXPECT_EQ(Thing::alive, before + 1);
+        if (replaced)
+            list_->putObjectAt(0, object_[2]);
+        else
+            list_->removeObjectAt(0);
+        EXPECT_EQ(Thing::alive, before);
+        EXPECT_EQ(list_->getObject(), replaced ? object_[2] : TRef<Object>());
+    }
+}
+
 TEST_F(IObjectContainerTest, SearchByClassNeverGivesTheOwner) {
     list_->insertObjectAt(2, object_[3]); // leaves a null in front
     list_->insertObject(object_[1]);
