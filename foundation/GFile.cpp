@@ -160,8 +160,9 @@ GFile & GFile::just_drive() {
 }
 
 GFile & GFile::add_extension(char const * extension) {
+    GString const kept(extension); // it may be a portion of this name
     *this += '.';
-    *this += extension;
+    *this += kept;
     convert();
     return *this;
 }
@@ -179,9 +180,10 @@ GFile & GFile::replace_extension(char const * extension) {
 }
 
 GFile & GFile::add_name(char const * name) {
+    GString const kept(name);
     if (isEmpty() || at(length() - 1) != '\\')
         *this += '\\';
-    *this += name;
+    *this += kept;
     convert();
     return *this;
 }
@@ -212,8 +214,9 @@ GFile & GFile::shrink(char const * baseName) {
     expand();
     if (get_drive() != base.get_drive())
         return *this;
-    std::vector<std::string> const mine = components(c_str());
-    std::vector<std::string> const theirs = components(base.c_str());
+    // The letter of the drive is the same in either case; all else is compared byte for byte.
+    std::vector<std::string> const mine = components(c_str() + driveLength(*this));
+    std::vector<std::string> const theirs = components(base.c_str() + driveLength(base));
     std::size_t common = 0;
     while (common < mine.size() && common < theirs.size() && mine[common] == theirs[common])
         ++common;
