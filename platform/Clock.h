@@ -8,7 +8,8 @@
 
 namespace platform {
 
-/// A reading of the forward-running counter in seconds. Its zero has no meaning.
+/// A reading of the forward-running counter in seconds. Its zero has no meaning, but lies near the
+/// first reading of the program: a float holds hours of it to the millisecond.
 ONDREL_API double counterSeconds();
 /// Replaces what `counterSeconds` returns; null restores the machine's own counter.
 ONDREL_API void setCounterSource(double (*source)());

@@ -19,6 +19,12 @@ constinit std::atomic<long> g_zoneSeconds{0};
 constexpr std::int64_t secondsFrom1601To1970 = 11644473600;
 constexpr std::int64_t secondsPerDay = 86400;
 
+timespec monotonicTime() {
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now;
+}
+
 /// Days since 1970 to a date. Years are taken to begin with March, so that the leap day is the last
 /// of its year and months have a regular pattern of lengths; 719468 days lie between that
 /// calendar's first day, in the year 0, and 1970.
@@ -40,9 +46,11 @@ void dateOfDay(std::int64_t day, CalendarTime & date) {
 double counterSeconds() {
     if (double (*const source)() = g_counterSource.load(std::memory_order_relaxed))
         return source();
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+    // The system counts from its start. After weeks of that a float tells no frames apart, so the
+    // program counts from a second before its own first reading: no reading is taken for none.
+    static time_t const start = monotonicTime().tv_sec - 1;
+    timespec const now = monotonicTime();
+    return static_cast<double>(now.tv_sec - start) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
 
 void setCounterSource(double (*source)()) {

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -49,6 +50,12 @@ TEST(Clock, TheCounterRunsForwardAndCanBeReplaced) {
     EXPECT_EQ(platform::counterSeconds(), 12.5);
     platform::setCounterSource(nullptr);
     EXPECT_GE(platform::counterSeconds(), before);
+}
+
+TEST(Clock, AFloatTellsReadingsOfTheCounterApart) {
+    auto const reading = static_cast<float>(platform::counterSeconds());
+    EXPECT_GE(reading, 1.0f);
+    EXPECT_LT(std::nextafter(reading, 1e9f) - reading, 0.0005f) << "it counts from the boot";
 }
 
 TEST(Clock, SystemTimeCountsFrom1601) {
