@@ -8,7 +8,6 @@
 #include "platform/Clock.h"
 #include "tavlinbase/TavlinThreads.h"
 
-#include <algorithm>
 #include <mutex>
 
 namespace Tavlin {
@@ -21,6 +20,41 @@ constexpr unsigned char version = 2;
 
 constinit CriticalSection stepGuard("TimeStepGuard");
 constinit RandomNumberGenerator generator;
+
+/// The limit comes first: a host, or a stream, may have set one that is itself below 0.
+float bounded(float passed, float limit) {
+    if (passed > limit)
+        return limit;
+    return passed < 0 ? 0 : passed;
+}
+
+/// What streams hold of the clock. It takes effect only when all of it was there: limits and a
+/// scale of 0, which is what a stream gives behind its end, would stop the clock for good.
+struct SavedState {
+    float limit = Time::Limit, gameTimeLimit = Time::GameTimeLimit;
+    double scale = Time::Scale;
+    float correctedTick = Time::g_CorrectedTick, ticksPassed = Time::g_TicksPassed;
+    float time = Time::g_Time, timeToNextFrame = Time::g_TimeToNextFrame;
+    unsigned long frameCount = Time::g_FrameCount, gameStep = Time::g_GameStep;
+
+    void readGame(ipstream & in) {
+        in >> scale >> gameTimeLimit >> timeToNextFrame >> time >> gameStep;
+    }
+    void applyGame() const {
+        Time::Scale = scale;
+        Time::GameTimeLimit = gameTimeLimit;
+        Time::g_TimeToNextFrame = timeToNextFrame;
+        Time::g_Time = time;
+        Time::g_GameStep = gameStep;
+    }
+    void apply() const {
+        applyGame();
+        Time::Limit = limit;
+        Time::g_CorrectedTick = correctedTick;
+        Time::g_TicksPassed = ticksPassed;
+        Time::g_FrameCount = frameCount;
+    }
+};
 
 } // namespace
 
@@ -107,7 +141,7 @@ float Time::GetGameDelta() {
     float const now = QueryCounter();
     float const passed = now - g_LastGameTime;
     g_LastGameTime = now;
-    return static_cast<float>(std::clamp(passed, 0.0f, GameTimeLimit) * Scale);
+    return static_cast<float>(bounded(passed, GameTimeLimit) * Scale);
 }
 
 void Time::StepGame(float delta) {
@@ -134,7 +168,7 @@ void Time::StepRender() {
     GEmergencyContext const context("render step");
     std::lock_guard const lock(stepGuard);
     float const now = QueryCounter();
-    g_TicksPassed = std::clamp(now - g_Tick, 0.0f, Limit);
+    g_TicksPassed = bounded(now - g_Tick, Limit);
     g_Tick = now;
     g_CorrectedTick += g_TicksPassed;
     ++g_FrameCount;
@@ -182,16 +216,20 @@ void Time::Write(opstream & out) {
 void Time::Read(ipstream & in) {
     unsigned char found = 0;
     in >> found;
+    SavedState saved;
+    float skipped = 0;
     if (found == 1) {
-        float skipped = 0;
-        in >> g_Time >> skipped >> g_TimeToNextFrame >> skipped >> Scale >> g_FrameCount >>
-            g_TicksPassed >> skipped >> skipped >> g_CorrectedTick;
+        in >> saved.time >> skipped >> saved.timeToNextFrame >> skipped >> saved.scale >>
+            saved.frameCount >> saved.ticksPassed >> skipped >> skipped >> saved.correctedTick;
     } else if (found == version) {
-        in >> g_FrameCount >> Limit >> g_CorrectedTick >> g_Tick >> g_TicksPassed >> Scale >>
-            GameTimeLimit >> g_TimeToNextFrame >> g_Time >> g_GameStep;
+        in >> saved.frameCount >> saved.limit >> saved.correctedTick >> skipped >>
+            saved.ticksPassed;
+        saved.readGame(in);
     } else {
         throw XStrVer("tavlinbase/TavlinTime", 283, found, -1);
     }
+    if (in.good())
+        saved.apply();
     // However long ago the save was, no time has passed.
     g_Tick = g_LastGameTime = QueryCounter();
 }
@@ -215,7 +253,10 @@ void Time::WriteGame(opstream & out) {
 void Time::ReadGame(ipstream & in) {
     unsigned char ignored = 0;
     in >> ignored;
-    in >> Scale >> GameTimeLimit >> g_TimeToNextFrame >> g_Time >> g_GameStep;
+    SavedState saved;
+    saved.readGame(in);
+    if (in.good())
+        saved.applyGame();
 }
 
 } // namespace Tavlin

@@ -99,7 +99,8 @@ class ONDREL_API Time {
     static void Start() { --g_StopperCounter; }
 
     /// The whole state, and the same with a byte in front. Read raises XStrVer for a version that
-    /// it does not know; after it no time has passed since the counter was last read.
+    /// it does not know, and leaves the clock as it is when the stream ends too early; after it no
+    /// time has passed since the counter was last read.
     static void Write(opstream & out);
     static void Read(ipstream & in);
     static void WriteStatic(opstream & out);

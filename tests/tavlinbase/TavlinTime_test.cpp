@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <functional>
 #include <memory>
@@ -250,6 +251,21 @@ TEST_F(TimeTest, ReadsTheFirstVersionAndRefusesOthers) {
 
     Input unknown("\3");
     EXPECT_THROW(Time::Read(unknown), XStrVer);
+}
+
+TEST_F(TimeTest, KeepsItsStateWhenTheStreamEndsTooEarly) {
+    Time::Scale = 2;
+    step(0.125);
+    std::string const all = written([](opstream & out) { Time::Write(out); });
+    std::string const game = written([](opstream & out) { Time::WriteGame(out); });
+    for (std::size_t size = 1; size < all.size(); ++size) {
+        Input in(all.substr(0, size));
+        Time::Read(in);
+        EXPECT_FALSE(in->good());
+        Input gameIn(game.substr(0, std::min(size, game.size() - 1)));
+        Time::ReadGame(gameIn);
+        ASSERT_EQ(written([](opstream & out) { Time::Write(out); }), all) << size;
+    }
 }
 
 TEST_F(TimeTest, StreamsTheGamePartAlone) {
