@@ -245,22 +245,25 @@ int NameLinkResolver::findIndex(ConnectionPointInfo const & info) {
     auto * const enumerator = gcast<NamedItemCollectionEnumerator>(objectOf(owner));
     if (!enumerator)
         return -1;
+    int found = -1;
+    // All collections are asked for, also behind a match: an enumerator that steps through them by
+    // itself stands at its first one again when the next search begins.
     for (int left = enumerator->getNICollectionCount(); left > 0; --left) {
         GCollection * const items = enumerator->getNICollection();
-        for (long i = 0; items && i < items->getCount(); ++i) {
+        for (long i = 0; items && found < 0 && i < items->getCount(); ++i) {
             auto const * const item = static_cast<NamedMember const *>(items->at(i));
             if (item && item->getMemberNameID() == info.at(last))
-                return static_cast<int>(i);
+                found = static_cast<int>(i);
         }
     }
-    return -1;
+    return found;
 }
 
 void NameLinkResolver::resolveConnectionPoint(ConnectionPointInfo * info) {
     if (!info)
         return;
     if (info->type == ConnectionIndex)
-        *static_cast<int *>(getPointer(info->memberOffset)) = findIndex(*info);
+        indexAt(*info) = findIndex(*info);
     else
         setConnectionPoint(*info, resolveName(*info));
 }
@@ -322,8 +325,8 @@ bool NameLinkResolver::checkConnectionPoints(GString & log, bool reportWarnings)
     for (int i = 0; i < count; ++i) {
         ConnectionPointInfo * const info = getConnectionPointInfo(i);
         InfoHolder const holder = holderOf(info);
-        if (good)
-            good = checkConnectionPoint(info, log, reportWarnings);
+        if (good && info)
+            good = passes(*info, log, reportWarnings);
     }
     return good;
 }
@@ -332,23 +335,39 @@ bool NameLinkResolver::checkConnectionPoint(ConnectionPointInfo * info, GString 
                                             bool reportWarnings) {
     if (!info)
         return true;
+    bool const passed = passes(*info, log, reportWarnings);
+    // A check of one point starts an index as a resolve does, and stores nothing.
+    if (info->type == ConnectionIndex)
+        indexAt(*info) = -1;
+    return passed;
+}
+
+int & NameLinkResolver::indexAt(ConnectionPointInfo const & info) {
+    return *static_cast<int *>(getPointer(info.memberOffset));
+}
+
+// The check of a whole tree stands between the resolving and its announcement, so an index that is
+// still what its name leads to stays; any other one is stale.
+bool NameLinkResolver::passes(ConnectionPointInfo const & info, GString & log,
+                              bool reportWarnings) {
     bool resolved;
     bool hasValue = false;
-    if (info->type == ConnectionIndex) {
-        // A check stores nothing, yet it starts as a resolve does.
-        *static_cast<int *>(getPointer(info->memberOffset)) = -1;
-        resolved = findIndex(*info) >= 0;
+    if (info.type == ConnectionIndex) {
+        int const found = findIndex(info);
+        if (indexAt(info) != found)
+            indexAt(info) = -1;
+        resolved = found >= 0;
     } else {
-        VariableRef const value = resolveName(*info);
+        VariableRef const value = resolveName(info);
         hasValue = resolved = !value.isEmpty();
-        if (resolved && info->type == ConnectionInterface)
-            resolved = interfaceOf(value, info->interfaceClass) != nullptr;
+        if (resolved && info.type == ConnectionInterface)
+            resolved = interfaceOf(value, info.interfaceClass) != nullptr;
     }
     if (resolved)
         return true;
-    if (info->required || reportWarnings)
-        report(*info, log, hasValue);
-    return !info->required;
+    if (info.required || reportWarnings)
+        report(info, log, hasValue);
+    return !info.required;
 }
 
 void NameLinkResolver::report(ConnectionPointInfo const & info, GString & log, bool hasValue) {

@@ -88,7 +88,8 @@ class ONDREL_API NameLinkResolver : public virtual RefCounter {
     /// Resolves every point and stores what was found; reports nothing.
     virtual void resolveConnectionPoints();
     /// False when a required point does not resolve; `log` receives the messages, those of
-    /// optional points only with `reportWarnings`.
+    /// optional points only with `reportWarnings`. What was resolved stays as it is, but for an
+    /// index that its name no longer leads to, which becomes -1.
     virtual bool checkConnectionPoints(GString & log, bool reportWarnings);
     virtual int getConnectionPointCount();
     /// A point that is `temporary` belongs to the caller.
@@ -120,6 +121,7 @@ class ONDREL_API NameLinkResolver : public virtual RefCounter {
 
     void resolveConnectionPoint(ConnectionPointInfo * info);
     /// Adds a message to `log` when the point does not resolve; false only if it is required.
+    /// Stores nothing, but leaves an index at -1: it waits for the next resolve.
     bool checkConnectionPoint(ConnectionPointInfo * info, GString & log, bool reportWarnings);
     /// The value that a name leads to: "me" and "scene" start at the root of the tree, any other
     /// name at this member. Empty when there is none.
@@ -131,6 +133,8 @@ class ONDREL_API NameLinkResolver : public virtual RefCounter {
 
   private:
     int findIndex(ConnectionPointInfo const & info);
+    int & indexAt(ConnectionPointInfo const & info);
+    bool passes(ConnectionPointInfo const & info, GString & log, bool reportWarnings);
     void setConnectionPoint(ConnectionPointInfo const & info, VariableRef const & value);
     void fillArray(VRefVector & target, VariableRef const & value);
     void report(ConnectionPointInfo const & info, GString & log, bool hasValue);

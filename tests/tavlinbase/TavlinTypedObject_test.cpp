@@ -308,13 +308,31 @@ TEST_F(TreeTest, OnePartThatFailsFailsTheTree) {
     }
 }
 
-TEST_F(TreeTest, CheckStoresNothingButStartsAnIndexAnew) {
+TEST_F(TreeTest, CheckKeepsWhatWasResolved) {
     resolve();
     TRef<Object> const former = engine->tank;
-    engine->getSafePrivateTable()->at(0).makeIndexes("wheel");
+    auto & table = *engine->getSafePrivateTable();
+    table[0].makeIndexes("wheel");
     EXPECT_STREQ(check(true, true).c_str(), "");
     EXPECT_EQ(engine->tank, former);
-    EXPECT_EQ(engine->slot, -1);
+    EXPECT_EQ(engine->slot, 2);
+    table[4].makeIndexes("me.rack.second");
+    EXPECT_STREQ(check(true, true).c_str(), "");
+    EXPECT_EQ(engine->slot, -1) << "the place of another name";
+    resolve();
+    EXPECT_EQ(engine->slot, 1);
+    GString log;
+    EXPECT_TRUE(engine->checkConnectionPoint(&table[4], log, true));
+    EXPECT_EQ(engine->slot, -1) << "a check of one point starts it anew";
+}
+
+TEST_F(TreeTest, FirstOfTheCollectionsIsSearchedFirstEachTime) {
+    rack->second.at_insert(0, items.add(new Gauge("second")));
+    for (int i = 0; i < 3; ++i) {
+        (*engine->getSafePrivateTable())[4].makeIndexes("me.rack.second");
+        resolve();
+        EXPECT_EQ(engine->slot, 1);
+    }
 }
 
 TEST_F(TreeTest, ChildrenAreToldBeforeTheirParent) {
