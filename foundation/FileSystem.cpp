@@ -60,9 +60,15 @@ GFile FileSystem::GetTemporaryDirectory() {
 bool FileSystem::GetDriveInfo(char const * name, unsigned long & sectorsPerCluster,
                               unsigned long & bytesPerSector, unsigned long & freeClusters,
                               unsigned long & totalClusters) {
+    GFile place(name);
+    place.expand();
     platform::DiskSpace space;
-    if (!platform::diskSpace(name, space))
-        return false;
+    while (!platform::diskSpace(place.c_str(), space)) {
+        GFile const above = place.get_directory();
+        if (place.exists() || above.length() == place.length())
+            return false;
+        place = above;
+    }
     sectorsPerCluster = space.sectorsPerCluster;
     bytesPerSector = space.bytesPerSector;
     freeClusters = space.freeClusters;

@@ -24,7 +24,7 @@ class ONDREL_API FileSystem {
     /// Ends in a backslash where the system's answer does.
     static GFile GetTemporaryDirectory();
 
-    /// Of the disk that holds `name`.
+    /// Of the disk that holds `name`, or would hold it: it need not be there.
     static bool GetDriveInfo(char const * name, unsigned long & sectorsPerCluster,
                              unsigned long & bytesPerSector, unsigned long & freeClusters,
                              unsigned long & totalClusters);
