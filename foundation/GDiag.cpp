@@ -1,4 +1,5 @@
-// The stream is made at first use and ends with the process.
+// The stream is made at first use and never destroyed: whoever still has something to say while the
+// program ends finds it open. What stands in it then goes to the file at once.
 #include "foundation/GDiag.h"
 
 #include <cstring>
@@ -10,8 +11,14 @@ constexpr char defaultName[] = "gdiag.out";
 
 constinit char g_name[256] = {};
 
+struct AtExit {
+    std::ofstream & file;
+    ~AtExit() { file << std::unitbuf << std::flush; }
+};
+
 std::ofstream & stream() {
-    static std::ofstream file;
+    static std::ofstream & file = *new std::ofstream;
+    static AtExit const atExit{file};
     return file;
 }
 

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <new>
 #include <ostream>
@@ -65,6 +66,25 @@ TEST(GDiag, LinesGoToTheNamedFile) {
     std::string line;
     std::getline(file, line);
     EXPECT_EQ(line, "door.cpp open 12: stuck");
+    std::remove(name.c_str());
+}
+
+TEST(GDiagDeathTest, TakesWhatIsSaidWhileTheProgramEnds) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe"); // a process where nobody has used the stream
+    std::string const name = testing::TempDir() + "gdiag_end.txt";
+    auto const endWithLastWords = [&name] {
+        static GModuleDtor const last([] { GDiagStream() << "late\n"; });
+        GDiagSetFileName(name.c_str());
+        GDiagStream() << "early\n";
+        std::exit(0);
+    };
+    EXPECT_EXIT(endWithLastWords(), testing::ExitedWithCode(0), "");
+    std::ifstream file(name);
+    std::string early, late;
+    std::getline(file, early);
+    std::getline(file, late);
+    EXPECT_EQ(early, "early");
+    EXPECT_EQ(late, "late");
     std::remove(name.c_str());
 }
 
