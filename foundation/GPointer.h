@@ -43,36 +43,26 @@ class ONDREL_API GPointer {
     GPointer * previous_ = nullptr;
 };
 
-/// A GPointer to a class that descends from GObject.
+/// A GPointer to a class that descends from GObject. It keeps nothing of its own, so it stays right
+/// when it is changed as the GPointer that it is.
 template <class T>
 class TGPointer : public GPointer {
   public:
     TGPointer() = default;
-    TGPointer(T * object) : GPointer(object), typed_(object) {}
-    TGPointer(TGPointer const & other) : GPointer(other), typed_(other.typed_) {}
-    TGPointer & operator=(TGPointer const & other) { return *this = other.typed_; }
+    TGPointer(T * object) : GPointer(object) {}
     TGPointer & operator=(T * object) {
         GPointer::operator=(object);
-        typed_ = object;
         return *this;
     }
 
-    T * pointer() const { return typed_; }
-    operator T *() const { return typed_; }
-    T * operator->() const { return typed_; }
-    T & operator*() const { return *typed_; }
+    T * pointer() const { return static_cast<T *>(GPointer::pointer()); }
+    operator T *() const { return pointer(); }
+    T * operator->() const { return pointer(); }
+    T & operator*() const { return *pointer(); }
     template <class U>
     bool operator==(U * object) const {
-        return typed_ == object;
+        return pointer() == object;
     }
-    bool operator==(std::nullptr_t) const { return typed_ == nullptr; }
-    bool operator==(TGPointer const & other) const { return typed_ == other.typed_; }
-
-    void object_destroyed() override {
-        GPointer::object_destroyed();
-        typed_ = nullptr;
-    }
-
-  private:
-    T * typed_ = nullptr;
+    bool operator==(std::nullptr_t) const { return pointer() == nullptr; }
+    bool operator==(TGPointer const & other) const { return pointer() == other.pointer(); }
 };

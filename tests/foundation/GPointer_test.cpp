@@ -66,6 +66,17 @@ TEST(GPointer, KeepsTheTypedPointerInStep) {
     EXPECT_FALSE(copy);
 }
 
+TEST(GPointer, KeepsInStepWhenItIsChangedAsAPlainOne) {
+    auto first = std::make_unique<Behind>(), second = std::make_unique<Behind>();
+    TGPointer<Behind> pointer(first.get());
+    GPointer & plain = pointer;
+    plain = second.get();
+    first.reset();
+    EXPECT_EQ(pointer.pointer(), second.get());
+    plain = static_cast<GObject *>(nullptr);
+    EXPECT_TRUE(pointer == nullptr);
+}
+
 TEST(GPointer, MayDestroyOthersWhileItIsTold) {
     auto object = std::make_unique<Plain>();
     GPointer last(object.get());
