@@ -150,7 +150,11 @@ GString::GString(unsigned short const * w) : GString() {
     char piece[MB_LEN_MAX > 16 ? MB_LEN_MAX : 16];
     std::string text;
     for (; *w; ++w) {
-        std::size_t const count = std::wcrtomb(piece, static_cast<wchar_t>(*w), &state);
+        std::uint32_t code = *w;
+        // Where a wide character holds it, a pair of surrogates is one.
+        if (sizeof(wchar_t) > 2 && (code & 0xFC00) == 0xD800 && (w[1] & 0xFC00) == 0xDC00)
+            code = 0x10000 + ((code & 0x3FF) << 10) + (*++w & 0x3FFu);
+        std::size_t const count = std::wcrtomb(piece, static_cast<wchar_t>(code), &state);
         if (count == static_cast<std::size_t>(-1))
             return;
         text.append(piece, count);

@@ -366,6 +366,17 @@ TEST(GString, WideTextThatDoesNotConvertIsEmpty) {
     EXPECT_TRUE(GString(static_cast<unsigned short const *>(nullptr)).isEmpty());
 }
 
+TEST(GString, APairOfSurrogatesIsOneCharacter) {
+    if (!std::setlocale(LC_CTYPE, "C.UTF-8"))
+        GTEST_SKIP() << "no locale here has a form for the character";
+    unsigned short const pair[] = {'a', 0xD83D, 0xDE00, 'b', 0};
+    EXPECT_STREQ(GString(pair).c_str(), "a\xF0\x9F\x98\x80"
+                                        "b");
+    unsigned short const wrongWay[] = {0xDE00, 0xD83D, 0};
+    EXPECT_TRUE(GString(wrongWay).isEmpty());
+    std::setlocale(LC_CTYPE, "C");
+}
+
 TEST(GNewStr, CopiesAndToleratesNull) {
     EXPECT_EQ(gnewstr(nullptr), nullptr);
     std::unique_ptr<char[]> const copy(gnewstr("text"));
