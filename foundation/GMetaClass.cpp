@@ -224,9 +224,10 @@ GClassDictionary::GClassDictionary(GClassDictionary const & other) {
 GClassDictionary & GClassDictionary::operator=(GClassDictionary const & other) {
     if (this == &other)
         return *this;
-    delete[] items_;
-    items_ =
+    auto const items =
         other.limit_ ? new GMetaClass const *[static_cast<std::size_t>(other.limit_)] : nullptr;
+    delete[] items_;
+    items_ = items;
     count_ = other.count_;
     limit_ = other.limit_;
     std::copy_n(other.items_, count_, items_);
