@@ -22,6 +22,10 @@ long hours(long year, long month, long day, long hour) {
 
 } // namespace
 
+void GStreamable::leaveStreams() {
+    ondrel_detail::ObjectTable::Forget(this);
+}
+
 void GStreamable::shut_down() {}
 
 GStreamable * GStreamable::clone() {

@@ -7,6 +7,10 @@
 class ipstream;
 class opstream;
 
+namespace ondrel_detail {
+class ObjectTable;
+}
+
 class ONDREL_API GStreamable : public GObject {
     G_DECLARE_CLASS(GStreamable)
   public:
@@ -16,6 +20,12 @@ class ONDREL_API GStreamable : public GObject {
 
     GStreamable() = default;
     explicit GStreamable(StreamableInit) {}
+    GStreamable(GStreamable const &) = default;
+    GStreamable & operator=(GStreamable const &) = default;
+    ~GStreamable() override {
+        if (read_)
+            leaveStreams();
+    }
 
     /// Lets go of what the object owns while its most derived class is still in force; called
     /// before a delete by Destroy, and by the destructors of owning collections.
@@ -45,6 +55,10 @@ class ONDREL_API GStreamable : public GObject {
     static long GetTickCount();
 
   private:
+    friend class ondrel_detail::ObjectTable;
+    void leaveStreams();
+
     unsigned char reserved_ = 0;
     unsigned char shouldWrite_ = 1;
+    bool read_ = false; // a stream that was read may know the object
 };

@@ -28,6 +28,8 @@ class PointerTable {
     /// Gives out the next index, the first being 1. An object that is known keeps the index it
     /// has, though the number is used up all the same: the reader counts frames.
     std::uint32_t insert(GStreamable const * object);
+    /// The index of an object, to be set: 0 for one that was not known.
+    std::uint32_t & indexOf(GStreamable const * object);
     /// Forgets all; numbering starts again.
     void clear();
 
@@ -52,8 +54,16 @@ class PointerTable {
 
 /// Objects that were read, in the order of their prefixes. It grows block by block, so that no
 /// entry is ever copied and the table never takes more than its entries and one block.
+///
+/// An object that ends leaves null in its places: a later reference to it, which a damaged stream
+/// may well hold, must not lead to memory that is something else by then.
 class ObjectTable {
   public:
+    ObjectTable() = default;
+    ObjectTable(ObjectTable const &) = delete;
+    ObjectTable & operator=(ObjectTable const &) = delete;
+    ~ObjectTable();
+
     long getCount() const { return count_; }
     GStreamable * at(long index) const { return blocks_[block(index)][offset(index)]; }
     /// The object with that number, the first being 1; null when there is none.
@@ -61,24 +71,37 @@ class ObjectTable {
         auto const count = static_cast<std::uint32_t>(count_);
         return number - 1 < count ? at(static_cast<long>(number - 1)) : nullptr;
     }
-    void put(long index, GStreamable * object) { blocks_[block(index)][offset(index)] = object; }
-    void append(GStreamable * object) {
-        if (offset(count_) == 0 && block(count_) == blocks_.size())
-            blocks_.push_back(std::make_unique<GStreamable *[]>(blockSize));
-        put(count_++, object);
-    }
-    void clear() {
-        blocks_.clear();
-        count_ = 0;
-    }
+    void put(long index, GStreamable * object);
+    void append(GStreamable * object);
+    void clear();
+
+    /// Takes an object that ends out of all tables that this thread fills.
+    static void Forget(GStreamable const * object);
 
   private:
+    /// A place of an object, and the number of the note on an earlier one of the same object.
+    struct Note {
+        std::uint32_t index;
+        std::uint32_t earlier;
+    };
+
     static constexpr std::size_t blockSize = 2048;
     static std::size_t block(long index) { return static_cast<std::size_t>(index) / blockSize; }
     static std::size_t offset(long index) { return static_cast<std::size_t>(index) % blockSize; }
 
+    void set(long index, GStreamable * object);
+    void note(long index);
+    void remove(GStreamable const * object);
+    void join();
+    void leave();
+
     std::vector<std::unique_ptr<GStreamable *[]>> blocks_;
     long count_ = 0;
+    long noted_ = 0;      // how many entries the notes know
+    PointerTable places_; // from an object to the number of the last note on it
+    std::vector<Note> notes_;
+    char const * thread_ = nullptr; // that fills the table; null when it is empty
+    ObjectTable * next_ = nullptr;
 };
 
 } // namespace ondrel_detail

@@ -337,7 +337,7 @@ class ONDREL_API ipstream : public virtual pstream {
     /// The first byte of the last reference: 0 null, 1 by number, 2 an object.
     int lastPointerMarker() const { return lastPointerMarker_; }
     /// The objects read so far in the order of their numbers, so that a host can clean up after a
-    /// load that threw. The stream owns none of them.
+    /// load that threw. The stream owns none of them; one that has ended is null.
     long getObjectCount() const { return objects_.getCount(); }
     GStreamable * getObject(long index) const { return objects_.at(index); }
 

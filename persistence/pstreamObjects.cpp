@@ -37,40 +37,6 @@ std::size_t mix(char const * name, std::size_t length) {
 
 } // namespace
 
-std::uint32_t ondrel_detail::PointerTable::insert(GStreamable const * object) {
-    if (3 * (used_ + 1) > 2 * slots_.size())
-        grow();
-    std::size_t const mask = slots_.size() - 1;
-    std::size_t i = place(object);
-    while (slots_[i].object && slots_[i].object != object)
-        i = (i + 1) & mask;
-    std::uint32_t const index = next_++;
-    if (slots_[i].object)
-        return index;
-    slots_[i] = {object, index};
-    ++used_;
-    return index;
-}
-
-void ondrel_detail::PointerTable::clear() {
-    *this = PointerTable();
-}
-
-void ondrel_detail::PointerTable::grow() {
-    std::vector<Slot> const former = std::move(slots_);
-    slots_.assign(std::max<std::size_t>(2 * former.size(), 64), Slot{nullptr, 0});
-    shift_ = 64u - static_cast<unsigned int>(std::countr_zero(slots_.size()));
-    std::size_t const mask = slots_.size() - 1;
-    for (Slot const & slot : former) {
-        if (!slot.object)
-            continue;
-        std::size_t i = place(slot.object);
-        while (slots_[i].object)
-            i = (i + 1) & mask;
-        slots_[i] = slot;
-    }
-}
-
 // Writing.
 
 /// Little-endian whatever the order of the stream.

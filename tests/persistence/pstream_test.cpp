@@ -4,6 +4,7 @@
 #include "diagnostics/GEmergencyLog.h"
 #include "foundation/GMetaClass.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <random>
@@ -399,6 +400,48 @@ TEST_F(PStream, AMergedObjectIsReplacedInLaterReferences) {
     Leaf survivor;
     memory->replaceRegistredStreamable(read, &survivor);
     EXPECT_EQ(memory->readPointer<Leaf>(), &survivor);
+}
+
+// Streams that know the same objects, many times each, against plain lists.
+TEST_F(PStream, ObjectsThatEndLeaveAllTheirPlaces) {
+    std::mt19937 random(3);
+    std::string const known = hex("01 FF FF FF FF FF FF"); // a number that is new: to be appended
+    Memory memories[2];
+    std::vector<Leaf *> lists[2], alive;
+    for (int step = 0; step < 6000; ++step) {
+        std::size_t const which = random() % 2;
+        Memory & memory = memories[which];
+        std::vector<Leaf *> & list = lists[which];
+        std::size_t const pick = alive.empty() ? 0 : random() % alive.size();
+        unsigned int const roll = random() % 8;
+        if (alive.empty() || roll == 0) {
+            alive.push_back(new Leaf);
+        } else if (roll <= 4) {
+            // Written behind the device's back, since a seek would forget the objects.
+            memory->rdbuf()->gseek(0, GIO::FromStart);
+            memory->rdbuf()->gwrite(known.data(), static_cast<long>(known.size()));
+            memory->rdbuf()->gseek(0, GIO::FromStart);
+            memory->registerStaticObjectToRead(*alive[pick]);
+            list.push_back(alive[pick]);
+        } else if (roll == 5) {
+            Leaf * const former = alive[random() % alive.size()];
+            memory->replaceRegistredStreamable(former, alive[pick]);
+            auto const last = std::find(list.rbegin(), list.rend(), former);
+            if (last != list.rend())
+                *last = alive[pick];
+        } else if (roll == 6 || alive.size() > 50) {
+            for (std::vector<Leaf *> & each : lists)
+                std::replace(each.begin(), each.end(), alive[pick], static_cast<Leaf *>(nullptr));
+            delete alive[pick];
+            alive.erase(alive.begin() + static_cast<long>(pick));
+        } else if (random() % 200 == 0) {
+            memory->seekg(0);
+            list.clear();
+        }
+        ASSERT_EQ(memory->getObjectCount(), static_cast<long>(list.size()));
+        for (std::size_t i = 0; step % 50 == 0 && i < list.size(); ++i)
+            ASSERT_EQ(memory->getObject(static_cast<long>(i)), list[i]) << step;
+    }
 }
 
 TEST_F(PStream, ClassNamesCanBeReadAhead) {

@@ -2,6 +2,7 @@
 
 #include "ObjectKernel_support.h"
 #include "diagnostics/TavlinError.h"
+#include "persistence/PStreamExceptions.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -430,6 +431,20 @@ TEST(ObjectStream, CreatorDoesNotDeleteWhatOthersHold) {
     { ObjectCreator const second(in); }
     EXPECT_EQ(held->getReferenceCount(), 1);
     EXPECT_TRUE(held->isKindOf(&Thing::metaclass_));
+}
+
+// Without a pause an object ends with its last reference, also while the stream is still read.
+TEST(ObjectStream, NumberOfAnEndedObjectLeadsNowhere) {
+    Bytes bytes;
+    bytes.byte(2).open("test::Thing").byte(2).dword(0).close();
+    bytes.byte(1).word(1);
+    bytes.byte(2).open("test::Thing").byte(2).dword(1).byte(1).word(1).close();
+    Input in(bytes.str());
+    // The object has no such interface, and nobody holds it.
+    EXPECT_EQ(RefCounterRead(in, &ILabel::metaclass_), nullptr);
+    EXPECT_EQ(in->getObject(0), nullptr);
+    EXPECT_THROW(RefCounterRead(in, &Object::metaclass_), InvalidPStreamIndex_Exception);
+    EXPECT_THROW(RefCounterRead(in, &Object::metaclass_), InvalidPStreamIndex_Exception);
 }
 
 TEST(ObjectStream, NullGivesAnEmptyCreatorAndANonObjectAnError) {
