@@ -1,8 +1,10 @@
-// The door through which every counted object ends, and the list in which a thread holds back those
-// that fall to 0 while a graph is under construction.
+// The door through which every counted object ends, and the lists in which a thread holds back
+// those that fall to 0: while a graph is under construction, and while a long chain of objects that
+// end one another has used the stack up.
 #include "tavlinbase/RefCounter.h"
 
 #include "foundation/GCollection.h"
+#include "platform/Stack.h"
 
 #include <algorithm>
 #include <utility>
@@ -31,6 +33,22 @@ struct Pause {
 
 constinit thread_local Pause t_pause;
 
+/// The ends that are under way on this thread, one inside the other, and those which wait for the
+/// outermost of them.
+struct Ends {
+    long depth = 0;
+    PostponedReleasesCollection * waiting = nullptr;
+};
+
+constinit thread_local Ends t_ends;
+
+struct EndGuard {
+    EndGuard() { ++t_ends.depth; }
+    ~EndGuard() { --t_ends.depth; }
+    EndGuard(EndGuard const &) = delete;
+    EndGuard & operator=(EndGuard const &) = delete;
+};
+
 } // namespace
 
 void RefCounter::read(ipstream &) {}
@@ -54,7 +72,29 @@ void RefCounter::finalRelease() {
         t_pause.list->append(this);
         return;
     }
+    // The outermost end is never put off, so whatever waits gets its turn.
+    if (t_ends.depth > 0 && platform::stackIsLow()) {
+        if (!t_ends.waiting)
+            t_ends.waiting = new PostponedReleasesCollection;
+        ++count_; // held by the list
+        t_ends.waiting->append(this);
+        return;
+    }
+    EndGuard const guard;
     onFinalRelease();
+    if (t_ends.depth == 1 && t_ends.waiting)
+        EndWaiting();
+}
+
+/// Ends what waits, and what comes to wait meanwhile.
+void RefCounter::EndWaiting() {
+    while (long const count = t_ends.waiting->getCount()) {
+        RefCounter * const object = t_ends.waiting->at(count - 1);
+        t_ends.waiting->at_remove(count - 1);
+        if (--object->count_ < 1 && !object->ending_ && object->creators_ == 0)
+            object->onFinalRelease();
+    }
+    delete std::exchange(t_ends.waiting, nullptr);
 }
 
 void RefCounter::PauseFinalRelease() {

@@ -62,7 +62,10 @@ class ONDREL_API RefCounter : public GStreamable {
             finalRelease();
         return before;
     }
+    /// When the stack runs low, the object waits until the outermost end on this thread is through,
+    /// so that a chain of any length can end.
     void finalRelease();
+    static void EndWaiting();
 
     // These fill the gap that alignment leaves in front of the count.
     unsigned char creators_ = 0; ///< ObjectCreators that answer for the object

@@ -61,6 +61,30 @@ TEST_F(RefCounterTest, AssignmentIsSafeWhenTheOldObjectHoldsTheNewOne) {
     EXPECT_EQ(list->getReferenceCount(), 1);
 }
 
+// A file can hold such a chain without any nesting, each object naming the one before it.
+TEST_F(RefCounterTest, ALongChainEndsWithinTheStack) {
+    constexpr int length = 300000;
+    TRef<Counted> first;
+    for (int i = length; i > 0; --i) {
+        TRef<Counted> const fresh(new Counted(i));
+        fresh->next = first;
+        first = fresh;
+    }
+    TRef<Counted> const kept = first->next;
+    first.empty();
+    EXPECT_EQ(g_ended, Ended{1});
+    {
+        TRef<Counted> rest = std::move(kept->next);
+        RefCounter::PauseFinalRelease();
+        rest.empty();
+        EXPECT_EQ(g_ended.size(), 1u);
+        RefCounter::ResumeFinalRelease();
+    }
+    ASSERT_EQ(g_ended.size(), std::size_t(length - 1));
+    for (int i = 1; i < length - 1; ++i)
+        ASSERT_EQ(g_ended[std::size_t(i)], i + 2);
+}
+
 TEST_F(RefCounterTest, ReferencesToPartsShareTheCountOfAVirtualBase) {
     TRef<Joined> const whole(new Joined);
     TRef<Virtual> const part(whole);
