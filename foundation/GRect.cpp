@@ -77,7 +77,8 @@ int outcode(GRect const & r, long x, long y) {
 
 /// Where the line from (a0, b0) to (a1, b1) has b when a stands on the edge.
 long crossing(long a0, long b0, long a1, long b1, long edge) {
-    return b0 + static_cast<long>(std::int64_t(b1 - b0) * (edge - a0) / (a1 - a0));
+    std::int64_t const whole = std::int64_t(a1) - a0, part = std::int64_t(edge) - a0;
+    return static_cast<long>(b0 + (std::int64_t(b1) - b0) * part / whole);
 }
 
 } // namespace

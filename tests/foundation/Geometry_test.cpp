@@ -165,6 +165,12 @@ TEST(GRect, ClipsSpansAndLines) {
     EXPECT_TRUE(rect.clip_line(x0, y0, x1, y1));
     EXPECT_EQ(GPoint(x0, y0), GPoint(8, 9)) << "the end outside was cut and came first";
     EXPECT_EQ(GPoint(x1, y1), GPoint(2, 3));
+
+    // Longer than a number of 32 bits: cut at (0, 2), at (9, 11), and from there at (7, 9).
+    x0 = -2000000000, y0 = -1999999996, x1 = y1 = 2000000000;
+    ASSERT_TRUE(rect.clip_line(x0, y0, x1, y1));
+    EXPECT_EQ(GPoint(x0, y0), GPoint(7, 9));
+    EXPECT_EQ(GPoint(x1, y1), GPoint(0, 2));
 }
 
 TEST(GRect, ClipsEveryLineToPointsInsideThatLieOnIt) {
