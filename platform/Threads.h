@@ -94,6 +94,8 @@ using ThreadBody = unsigned long (*)(void * argument);
 /// Starts a thread, behind its first gate when `suspended`. `id` receives the system's number of
 /// the thread and may be null. Null when the system has no more threads.
 ONDREL_API HANDLE startThread(ThreadBody body, void * argument, bool suspended, std::uint32_t * id);
+/// One more handle to the same thread, to be closed like the first.
+ONDREL_API HANDLE duplicateThread(HANDLE thread);
 /// Forgets the handle; the thread goes on. Null is allowed.
 ONDREL_API void closeThread(HANDLE thread);
 /// Takes back one suspension and opens the gate when it was the last. Returns how many there were;

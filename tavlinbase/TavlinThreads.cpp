@@ -5,6 +5,7 @@
 #include "diagnostics/TavlinError.h"
 
 #include <mutex>
+#include <thread>
 
 namespace Tavlin {
 
@@ -84,11 +85,11 @@ void Thread::exit(unsigned long code) {
     platform::exitThread(code);
 }
 
-void Thread::finish() {
-    while (resume() > 1) {
+void Thread::finish(HANDLE thread) {
+    while (platform::resumeThread(thread) > 1) {
     }
-    if (!isCurrent())
-        platform::wait(handle_, platform::waitForever);
+    if (!platform::isCurrentThread(thread))
+        platform::wait(thread, platform::waitForever);
 }
 
 EventCallback::EventCallback(char const * eventName, Function function, void * argument,
@@ -133,20 +134,27 @@ void EventCallback::run() {
                 function_(argument_);
         }
         if (!autoReset_)
-            return;
+            break;
     }
+    // With auto-destroy the object goes now, but not from under a `done` on another thread.
+    while (ending_ > 0)
+        std::this_thread::yield();
 }
 
 void EventCallback::done() {
-    // First of all, so that the thread, which may take the guard again at once after a call,
-    // begins no other while `done` waits for the guard.
+    ++ending_;
+    // Before the guard, so that the thread, which may take it again at once after a call, begins
+    // no other while `done` waits for it.
     running_ = 0;
     {
         std::lock_guard const held(guard_);
         function_ = nullptr;
     }
     platform::setEvent(stopEvent_);
-    finish();
+    HANDLE const thread = platform::duplicateThread(handle());
+    --ending_; // from here on the object may be gone
+    finish(thread);
+    platform::closeThread(thread);
 }
 
 Timer::Timer() : Thread("Timer", true, 1, false) {
@@ -185,7 +193,7 @@ void Timer::done() {
             return;
         finished_ = true;
     }
-    finish();
+    finish(handle());
 }
 
 /// False when the timer is done. A resume opens one gate, the next that the thread comes to, even

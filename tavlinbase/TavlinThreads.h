@@ -70,8 +70,8 @@ class ONDREL_API Thread {
     /// What the thread does. An exception that leaves it is a crash.
     virtual void run() = 0;
     bool isCurrent() const { return platform::isCurrentThread(handle_); }
-    /// Takes all suspensions back, and waits for the end unless this is the thread itself.
-    void finish();
+    /// Takes all suspensions back, and waits for the end unless the thread is the calling one.
+    static void finish(HANDLE thread);
     /// Ends the calling thread, which must be this one; the object is not deleted.
     [[noreturn]] void exit(unsigned long code);
     HANDLE handle() const { return handle_; }
@@ -100,6 +100,7 @@ class ONDREL_API EventCallback : public Thread {
     ~EventCallback() override;
 
     /// Ends the thread and waits for it; a running call is waited for, and none begins afterwards.
+    /// With auto-destroy it also ends the object.
     void done();
     /// Without it the thread ends after its next call.
     void set_auto_reset(bool autoReset) { autoReset_ = autoReset; }
@@ -115,6 +116,7 @@ class ONDREL_API EventCallback : public Thread {
     HANDLE stopEvent_ = nullptr;
     HANDLE sourceEvent_ = nullptr;
     std::atomic<int> running_{1};
+    std::atomic<int> ending_{0}; ///< calls of `done` that still need the object
     Function function_;
     void * argument_;
     CriticalSection guard_{"call_guard"};

@@ -263,6 +263,12 @@ HANDLE startThread(ThreadBody body, void * argument, bool suspended, std::uint32
     return thread;
 }
 
+HANDLE duplicateThread(HANDLE handle) {
+    Lock lock(g_lock);
+    ++threadOf(handle)->references;
+    return handle;
+}
+
 void closeThread(HANDLE handle) {
     if (!handle)
         return;

@@ -214,6 +214,30 @@ TEST(EventCallback, WithAutoDestroyGivesAllBackAfterItsSignal) {
     platform::closeEvent(event);
 }
 
+// Its thread may end, and take the object with it, at any moment of the call.
+TEST(EventCallback, DoneEndsOneThatDestroysItself) {
+    TestEvent event, deleted;
+    Calls calls;
+    struct Counted : EventCallback {
+        Counted(TestEvent & event, TestEvent & ended, Calls & counted)
+            : EventCallback(event.handle, count, &counted, "", true, 0, true, true), ended_(ended) {
+        }
+        ~Counted() override { ended_.set(); }
+        TestEvent & ended_;
+    };
+    for (int i = 0; i < 200; ++i) {
+        auto * const callback = new Counted(event, deleted, calls);
+        if (i % 3 > 0)
+            callback->resume();
+        event.set();
+        if (i % 3 > 1) {
+            ASSERT_TRUE(calls.called.wait());
+        }
+        callback->done();
+        ASSERT_TRUE(deleted.wait(0)) << "done returned before the end";
+    }
+}
+
 TEST(EventCallback, AMissingEventIsToldByName) {
     auto messageOf = [](auto make) -> GString {
         try {
