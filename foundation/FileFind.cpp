@@ -71,15 +71,15 @@ bool FileFind::first(char const * path, unsigned char mode, bool bareNames) {
     mode_ = mode;
     drive_ = 'A';
     directory_ = path;
-    mask_ = "*.*";
+    mask_ = "";
+    // What is neither a mask nor there at all is taken for a directory, which has no entries.
+    bool const there = directory_.isEmpty() || directory_.isMask() || directory_.exists();
     if (!directory_.isDirectory()) {
-        GFile const whole(directory_);
-        if (*whole.get_name())
-            mask_ = whole.get_name();
+        mask_ = directory_.get_name();
         directory_.just_directory();
     }
     search_.reset();
-    if ((mode_ & (Files | Directories)) != 0)
+    if (there && (mode_ & (Files | Directories)) != 0)
         search_ = std::make_unique<Search>(directory_.isEmpty() ? "." : directory_.c_str());
     ++*this;
     return isValid();
@@ -115,7 +115,8 @@ bool FileFind::accepts(platform::DirectoryEntry const & entry) const {
     char const * const bare = entry.name.c_str();
     if (entry.directory)
         return (mode_ & Directories) != 0 && (bare[0] != '.' || bare[1] == '.');
-    return (mode_ & Files) != 0 && !entry.special && FileSystem::Match(bare, mask_.c_str());
+    return (mode_ & Files) != 0 && !entry.special &&
+           (mask_.isEmpty() || FileSystem::Match(bare, mask_.c_str()));
 }
 
 void FileFind::take(platform::DirectoryEntry const & entry) {

@@ -43,8 +43,9 @@ class ONDREL_API FileFind : public FileInfo {
     FileFind(FileFind const &) = delete;
     FileFind & operator=(FileFind const &) = delete;
 
-    /// Starts anew on `path`: a directory, or a directory and a mask for the names of files. With
-    /// `bareNames` entries have no directory in their name. False when there is no entry.
+    /// Starts anew on `path`: a directory, for all its files, or a directory and a mask for their
+    /// names, by FileSystem::Match. With `bareNames` entries have no directory in their name. False
+    /// when there is no entry.
     bool first(char const * path, unsigned char mode, bool bareNames);
     /// The next entry. Directories are met whatever the mask, those with a dot in front left out
     /// but for "..", which comes as the last one where the system has none; drives come behind.
