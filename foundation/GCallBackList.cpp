@@ -3,6 +3,13 @@
 
 constinit GCallBackReason const GAnyReason(static_cast<long>(0x80000000));
 
+void GCallBackListRep::drop(long index) {
+    at_remove(index);
+    for (Walk * walk = walks_; walk; walk = walk->outer)
+        if (index < walk->next)
+            --walk->next;
+}
+
 GCallBackList::GCallBackList() : rep_(new GCallBackListRep) {}
 
 GCallBackList::~GCallBackList() {
@@ -49,16 +56,14 @@ void GCallBackList::detach_callback(GCallBackFunction function, GCallBackReason 
         if (!isFor(item, function, data))
             continue;
         if (reason == GAnyReason || (item.reason == reason && --item.count == 0))
-            rep_->at_remove(i);
+            rep_->drop(i);
     }
 }
 
 void GCallBackList::call(GCallBackReason reason, void * param) {
-    for (long i = rep_->getCount() - 1; i >= 0; --i) {
-        // A callback may detach itself and others.
-        if (i >= rep_->getCount())
-            continue;
-        GCallBackItem const item = rep_->at(i);
+    GCallBackListRep::Walk walk(*rep_);
+    while (walk.next > 0) {
+        GCallBackItem const item = rep_->at(--walk.next);
         if (item.reason == reason || item.reason == GAnyReason)
             item.function(reason, param, item.data);
     }

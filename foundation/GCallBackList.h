@@ -35,6 +35,27 @@ struct GCallBackItem {
 class GCallBackListRep : public TGVector<GCallBackItem> {
   public:
     GCallBackListRep() : TGVector<GCallBackItem>(0, 4, true) {}
+
+    /// A call that is under way: the items below `next` are still to be told. Calls nest when a
+    /// function calls the list in turn.
+    struct Walk {
+        explicit Walk(GCallBackListRep & list)
+            : rep(list), next(list.getCount()), outer(list.walks_) {
+            rep.walks_ = this;
+        }
+        ~Walk() { rep.walks_ = outer; }
+        Walk(Walk const &) = delete;
+        Walk & operator=(Walk const &) = delete;
+
+        GCallBackListRep & rep;
+        long next;
+        Walk * outer;
+    };
+    /// Removes item `index`; the calls under way neither miss one for that nor tell one twice.
+    void drop(long index);
+
+  private:
+    Walk * walks_ = nullptr;
 };
 
 class ONDREL_API GCallBackList {

@@ -73,6 +73,32 @@ TEST_F(GCallBackListTest, LetsACallbackDetachItselfAndOthers) {
     EXPECT_EQ(calls(red), "");
 }
 
+namespace {
+
+/// Takes the first registration out, which stands in front of this one in the list.
+void detachFirst(GCallBackReason reason, void * param, void * data) {
+    auto & test = *static_cast<GCallBackListTest *>(data);
+    note(reason, param, test.b);
+    test.list.detach_callback(note, red, test.a);
+}
+
+/// Hears green and calls red.
+void callRed(GCallBackReason, void * param, void * data) {
+    static_cast<GCallBackListTest *>(data)->list.call(red, param);
+}
+
+} // namespace
+
+TEST_F(GCallBackListTest, TellsEachOnceThoughOneInFrontIsDetached) {
+    list.attach_callback(note, red, a);
+    list.attach_callback(note, green, a);
+    list.attach_callback(detachFirst, red, this);
+    EXPECT_EQ(calls(red), "br");
+    list.attach_callback(note, red, a);
+    list.attach_callback(callRed, green, this);
+    EXPECT_EQ(calls(green), "arbrag") << "also in a call within a call";
+}
+
 TEST(GCallBackReason, IsUniqueUnlessCopied) {
     EXPECT_NE(red, green);
     GCallBackReason const copy(red);
