@@ -12,9 +12,15 @@ namespace {
 constinit GCriticalSection g_section;
 constinit bool g_enabled = false;
 
+/// What is condemned after the end of the queue, by statics that end later, goes at once.
+struct Queue {
+    std::deque<GPointer> waiting;
+    ~Queue() { g_enabled = false; }
+};
+
 std::deque<GPointer> & queue() {
-    static std::deque<GPointer> waiting;
-    return waiting;
+    static Queue queue;
+    return queue.waiting;
 }
 
 void destroy(GObject * object) {

@@ -1,11 +1,13 @@
 // Condemned objects go at once, or wait their turn.
 #include "foundation/SuspendedDestruction.h"
 
+#include "foundation/GModule.h"
 #include "foundation/GObject.h"
 #include "foundation/GStreamable.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 
 namespace {
@@ -66,4 +68,18 @@ TEST_F(SuspendedDestructionTest, WaitsInOrderAndForgetsTheDead) {
     (new Plain('e', nullptr))->condemn();
     SuspendedDestruction::Enable(0);
     EXPECT_EQ(log, "xabce");
+}
+
+TEST(SuspendedDestructionDeathTest, IsAtOnceForStaticsThatEndAfterTheQueue) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe"); // a process where nobody has used the queue
+    auto const endWhileOn = [] {
+        static GModuleDtor const last([] {
+            (new Saved)->condemn();
+            std::_Exit(log == "sd" ? 0 : 1);
+        });
+        SuspendedDestruction::Enable(1);
+        log.clear();
+        std::exit(2);
+    };
+    EXPECT_EXIT(endWhileOn(), testing::ExitedWithCode(0), "");
 }
