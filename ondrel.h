@@ -51,6 +51,8 @@
 #include "persistence/GHuffmanBufferedIO.h"
 #include "persistence/GIO.h"
 #include "persistence/GMemoryIO.h"
+#include "persistence/GResourceDirectory.h"
+#include "persistence/GResourcePath.h"
 #include "persistence/PStreamExceptions.h"
 #include "persistence/RedirectionFile.h"
 #include "persistence/fpstream.h"
