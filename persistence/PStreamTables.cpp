@@ -11,6 +11,8 @@
 
 namespace ondrel_detail {
 
+constinit ReadingCare g_readingCare{nullptr, nullptr};
+
 // Written objects.
 
 std::uint32_t PointerTable::insert(GStreamable const * object) {

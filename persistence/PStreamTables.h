@@ -3,6 +3,8 @@
 // of them, so both tables are made to be cheap per object.
 #pragma once
 
+#include "platform/Export.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -103,5 +105,16 @@ class ObjectTable {
     char const * thread_ = nullptr; // that fills the table; null when it is empty
     ObjectTable * next_ = nullptr;
 };
+
+/// What a layer above wants to do for an object while a stream builds and reads it.
+struct ReadingCare {
+    /// Called in front of the `read`; null when the object needs no care.
+    void * (*begin)(GStreamable & object);
+    /// Called behind it with what `begin` gave. When the object did not come `whole` nobody has
+    /// got it, and nobody will.
+    void (*end)(void * care, bool whole);
+};
+/// Set once at start-up. Empty where nobody cares.
+extern ONDREL_API ReadingCare g_readingCare;
 
 } // namespace ondrel_detail

@@ -336,8 +336,9 @@ class ONDREL_API ipstream : public virtual pstream {
     unsigned long countOfReadBytes() const { return countOfReadBytes_; }
     /// The first byte of the last reference: 0 null, 1 by number, 2 an object.
     int lastPointerMarker() const { return lastPointerMarker_; }
-    /// The objects read so far in the order of their numbers, so that a host can clean up after a
-    /// load that threw. The stream owns none of them; one that has ended is null.
+    /// The objects read so far in the order of their numbers; one that has ended is null. The
+    /// stream owns none of them. When a load throws, the counted ones that nobody holds end by
+    /// themselves; a host can end the others.
     long getObjectCount() const { return objects_.getCount(); }
     GStreamable * getObject(long index) const { return objects_.at(index); }
 
@@ -356,6 +357,7 @@ class ONDREL_API ipstream : public virtual pstream {
         std::size_t length = 0;
     };
     class ReadingGuard;
+    class BuildingGuard;
 
     template <class T, class Value>
     ipstream & to(T & target, Value value) {

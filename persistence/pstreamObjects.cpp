@@ -133,6 +133,27 @@ class ipstream::ReadingGuard {
     GMetaClass const * former_;
 };
 
+/// Holds from the time that an object is built until it has been read.
+class ipstream::BuildingGuard {
+  public:
+    /// Null for an object that was there before.
+    explicit BuildingGuard(GStreamable * built) {
+        if (built && ondrel_detail::g_readingCare.begin)
+            care_ = ondrel_detail::g_readingCare.begin(*built);
+    }
+    ~BuildingGuard() {
+        if (care_)
+            ondrel_detail::g_readingCare.end(care_, whole_);
+    }
+    BuildingGuard(BuildingGuard const &) = delete;
+    BuildingGuard & operator=(BuildingGuard const &) = delete;
+    void done() { whole_ = true; }
+
+  private:
+    void * care_ = nullptr;
+    bool whole_ = false;
+};
+
 GMetaClass const * ipstream::find_class(char const * name) {
     if (!name)
         return nullptr;
@@ -235,11 +256,13 @@ void * ipstream::readBody(Frame const & frame, GStreamable * existing,
         throw NotBaseClass_Exception(type, own, position());
     }
     objects_.append(object);
+    BuildingGuard building(existing ? nullptr : object);
     {
         ReadingGuard const reading(*this, metaClass);
         object->read(*this);
     }
     readSuffix(frame, metaClass->getName());
+    building.done();
     return result;
 }
 

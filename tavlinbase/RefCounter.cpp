@@ -3,7 +3,9 @@
 // end one another has used the stack up.
 #include "tavlinbase/RefCounter.h"
 
+#include "foundation/GCastCache.h"
 #include "foundation/GCollection.h"
+#include "persistence/PStreamTables.h"
 #include "platform/Stack.h"
 
 #include <algorithm>
@@ -48,6 +50,30 @@ struct EndGuard {
     EndGuard(EndGuard const &) = delete;
     EndGuard & operator=(EndGuard const &) = delete;
 };
+
+} // namespace
+
+/// While a stream reads an object that it has built, references that come and go do not end it; and
+/// when the load breaks off there, it ends unless somebody has taken it.
+struct RefCounterCare {
+    static void * begin(GStreamable & object) {
+        auto * const counter = gcast_cached<RefCounter>(&object);
+        if (counter)
+            ++counter->creators_;
+        return counter;
+    }
+    static void end(void * care, bool whole) {
+        auto * const counter = static_cast<RefCounter *>(care);
+        --counter->creators_;
+        if (!whole && counter->count_ == 0)
+            counter->finalRelease();
+    }
+};
+
+namespace {
+
+[[maybe_unused]] bool const g_caring =
+    (ondrel_detail::g_readingCare = {&RefCounterCare::begin, &RefCounterCare::end}, true);
 
 } // namespace
 

@@ -54,6 +54,7 @@ class ONDREL_API RefCounter : public GStreamable {
     friend class AUnknown;
     friend class Object;
     friend class ObjectCreator;
+    friend struct RefCounterCare;
 
     long addref() { return ++count_; }
     long release() {
@@ -68,7 +69,7 @@ class ONDREL_API RefCounter : public GStreamable {
     static void EndWaiting();
 
     // These fill the gap that alignment leaves in front of the count.
-    unsigned char creators_ = 0; ///< ObjectCreators that answer for the object
+    unsigned char creators_ = 0; ///< ObjectCreators and streams that answer for the object
     bool ending_ = false; ///< being ended: references that come and go do not end it once more
     bool listed_ = false; ///< an interface that an object owns
     long count_ = 0;

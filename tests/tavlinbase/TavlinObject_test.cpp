@@ -447,6 +447,67 @@ TEST(ObjectStream, NumberOfAnEndedObjectLeadsNowhere) {
     EXPECT_THROW(RefCounterRead(in, &Object::metaclass_), InvalidPStreamIndex_Exception);
 }
 
+/// Shows itself to others while it is read, and goes on reading.
+class Showy : public Thing {
+    G_DECLARE_CREATABLE(Showy)
+  public:
+    void read(ipstream & in) override {
+        Thing::read(in);
+        TRef<Object>(this).empty();
+        if (TRef<ILabel> const label = queryInterface<ILabel>())
+            label->getObject().empty();
+        next = gcast<Showy>(RefCounterRead(in, &Object::metaclass_).pointer());
+    }
+    void write(opstream &) override {}
+    TRef<Showy> next;
+};
+G_DEFINE_CREATABLE(Showy, "test::Showy", Thing)
+
+TEST(ObjectStream, ObjectStandsWhileItIsRead) {
+    int const before = Thing::alive;
+    Bytes bytes;
+    bytes.byte(2).open("test::Showy").byte(2).dword(1);
+    bytes.byte(2).open("test::ILabel").byte(1).byte(1).word(1).dword(0).close();
+    bytes.byte(2).open("test::Showy").byte(2).dword(0).byte(0).close();
+    bytes.close();
+    Input in(bytes.str());
+    TRef<Showy> showy(in->readPointer<Showy>());
+    ASSERT_EQ(Thing::alive, before + 2);
+    EXPECT_EQ(showy->getReferenceCount(), 1);
+    EXPECT_EQ(showy->next->getReferenceCount(), 1);
+    showy.empty();
+    EXPECT_EQ(Thing::alive, before);
+}
+
+// Objects within each other, one with an interface that leads back, cut everywhere; under a pause
+// and without.
+TEST(ObjectStream, LoadThatIsCutLeavesNothingBehind) {
+    Bytes bytes;
+    bytes.byte(2).open("test::Showy").byte(2).dword(1);
+    bytes.byte(2).open("test::ILabel").byte(1).byte(1).word(1).dword(0).close();
+    bytes.byte(2).open("test::Showy").byte(2).dword(1);
+    bytes.byte(2).open("test::ISpecialLabel").byte(1).byte(1).word(3).dword(0).close();
+    bytes.byte(2).open("test::Showy").byte(2).dword(0).byte(0).close();
+    bytes.close().close();
+    int const things = Thing::alive, labels = ILabel::alive;
+    for (bool const paused : {false, true})
+        for (std::size_t length = 1; length < bytes.str().size(); ++length) {
+            Input in(bytes.str().substr(0, length));
+            if (paused)
+                RefCounter::PauseFinalRelease();
+            try {
+                ObjectCreator const creator(in);
+                EXPECT_FALSE(in->good()) << length;
+            } catch (InvalidPStream_Exception const &) {
+            }
+            if (paused)
+                RefCounter::ResumeFinalRelease();
+            ASSERT_EQ(Thing::alive, things) << length << " paused " << paused;
+            ASSERT_EQ(ILabel::alive, labels) << length << " paused " << paused;
+            ASSERT_FALSE(hasSet(Showy::metaclass_)) << length;
+        }
+}
+
 TEST(ObjectStream, NullGivesAnEmptyCreatorAndANonObjectAnError) {
     TRef<ILabel> const label(new ILabel);
     std::string const bytes = written([&](opstream & out) {
