@@ -11,6 +11,17 @@ namespace Tavlin {
 G_DEFINE_CREATABLE(DispObjectRegistrar, "Tavlin::DispObjectRegistrar", UniqueObject, IDispatcher)
 G_DEFINE_CREATABLE(SceneObject, "Tavlin::SceneObject", DispObjectRegistrar)
 
+DispObjectRegistrar::~DispObjectRegistrar() {
+    clear();
+}
+
+// One by one, each out of the list before it is released: an object that ends may take itself and
+// others out of the registry.
+void DispObjectRegistrar::clear() {
+    while (objects_.getCount() > 0)
+        objects_.removeAt(objects_.getCount() - 1);
+}
+
 bool DispObjectRegistrar::regObject(NameLinkID name, TRef<Object> const & object) {
     return object && objects_.insert(name, object);
 }
@@ -107,7 +118,7 @@ void DispObjectRegistrar::read(ipstream & in) {
 void DispObjectRegistrar::readParts(ipstream & in) {
     UniqueObject::read(in);
     AUnknown::read(in);
-    objects_.empty();
+    clear();
     for (unsigned long count = in.readDWord(); count > 0 && in.good(); --count) {
         NameLinkID name;
         in >> name;

@@ -16,6 +16,7 @@ class ONDREL_API DispObjectRegistrar : public UniqueObject,
     G_DECLARE_CREATABLE(DispObjectRegistrar)
   public:
     DispObjectRegistrar() = default;
+    ~DispObjectRegistrar() override;
 
     /// False for a null object and for a name that is taken, which keeps its object.
     bool regObject(NameLinkID name, TRef<Object> const & object);
@@ -47,6 +48,7 @@ class ONDREL_API DispObjectRegistrar : public UniqueObject,
 
   private:
     bool broadcast(DispParams * params);
+    void clear();
 
     TSCDictionary<NameLinkID, TRef<Object>> objects_;
 };

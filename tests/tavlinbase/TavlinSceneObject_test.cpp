@@ -92,6 +92,47 @@ TEST_F(RegistrarTest, CalledObjectsMayLeave) {
     }
 }
 
+/// Takes itself, and another one, out of the registry as it ends.
+class Tidy : public UniqueObject {
+    G_DECLARE_CREATABLE(Tidy)
+  public:
+    ~Tidy() override {
+        for (char const * id : {"a", "b", "c"})
+            if (registrar)
+                registrar->unregObject(name(id));
+        ++ended;
+    }
+    DispObjectRegistrar * registrar = nullptr;
+    static int ended;
+};
+int Tidy::ended = 0;
+G_DEFINE_CREATABLE(Tidy, "scene_test::Tidy", UniqueObject)
+
+TEST_F(RegistrarTest, ObjectsMayUnregisterAsTheyEnd) {
+    auto const fill = [this] {
+        for (char const * id : {"a", "b", "c"}) {
+            auto * const tidy = new Tidy;
+            tidy->registrar = registrar.pointer();
+            registrar->regObject(name(id), TRef<Object>(tidy));
+        }
+        Tidy::ended = 0;
+    };
+    fill();
+    EXPECT_TRUE(registrar->unregObject(name("b")));
+    EXPECT_EQ(Tidy::ended, 3);
+    fill();
+    Bytes empty;
+    empty.byte(0).byte(2).dword(0).byte(1).byte(0).dword(0);
+    Input in(empty.str());
+    registrar->read(in);
+    EXPECT_EQ(Tidy::ended, 3);
+    EXPECT_EQ(registrar->getNamesCount(), 0);
+    fill();
+    object.empty();
+    registrar.empty();
+    EXPECT_EQ(Tidy::ended, 3);
+}
+
 TEST_F(RegistrarTest, ObjectsReadAsPropertiesAndTakeNoWrites) {
     TRef<Object> const listener(add("a", true));
     VariableRef result;
