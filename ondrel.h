@@ -96,3 +96,4 @@
 #include "tavlinmid/D_Statements.h"
 #include "tavlinmid/TavlinAgentManager.h"
 #include "tavlinmid/TavlinDOperator.h"
+#include "tavlinmid/TextDictionary.h"

@@ -26,6 +26,10 @@ class TSCDictionary {
         pairs_.at_insert(index, new Pair{key, value});
         return true;
     }
+    /// Puts a pair at the end, whatever its key: for filling a dictionary that is resorted after.
+    void append(K const & key, V const & value) {
+        pairs_.at_insert(pairs_.getCount(), new Pair{key, value});
+    }
     /// The value, or null.
     V * find(K const & key) {
         long index = 0;
