@@ -5,6 +5,7 @@
 #include "diagnostics/GEmergencyLog.h"
 #include "emergency_support.h"
 #include "platform/MessageBox.h"
+#include "platform/Modules.h"
 #include "platform/Threads.h"
 
 #include <gtest/gtest.h>
@@ -12,7 +13,9 @@
 #include <sys/mman.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <csignal>
+#include <cstring>
 #include <stdexcept>
 #include <string>
 
@@ -234,6 +237,28 @@ TEST(CrashReport, AFaultWhileReportingEndsTheProcess) {
     EXPECT_CONTAINS(end.log, "</UNHANDLED>\n\n</SESSION>\n\n\n");
 }
 
+TEST(CrashReport, WithoutAFileNameTheLogLiesBesideTheProgram) {
+    char program[4096];
+    platform::programPath(program, sizeof program);
+    std::string name = program;
+    std::replace(name.begin(), name.end(), '\\', '/');
+    name = name.substr(0, name.rfind('/')) + "/diagnostics_tests.LOG";
+    std::remove(name.c_str());
+    for (bool const crashes : {false, true}) {
+        crashInChild(true, [crashes] {
+            GEmergencyLog::SetFile("");
+            if (crashes)
+                readFrom(forbiddenPage());
+            GEmergencyLog::Get().put_warning("told", nullptr, 0);
+            GEmergencyLog::Get().close_session();
+        });
+        std::ostringstream text;
+        text << std::ifstream(name).rdbuf();
+        EXPECT_CONTAINS(text.str(), crashes ? "Access violation" : "told");
+        std::remove(name.c_str());
+    }
+}
+
 TEST(DebugMessage, FormatsClosesTheSessionAndEnds) {
     ChildEnd const end = crashInChild(true, [] {
         GEmergencyLog::Get().put_warning("before", nullptr, 0);
@@ -242,6 +267,17 @@ TEST(DebugMessage, FormatsClosesTheSessionAndEnds) {
     EXPECT_EQ(end.exitCode, terminated);
     EXPECT_EQ(end.box, "Internal Error: door #4\r\n\r\nError log saved in program folder.\n");
     EXPECT_CONTAINS(end.log, "</WARNING>\n\n</SESSION>\n\n\n");
+
+    ChildEnd const flags = crashInChild(false, [] {
+        platform::setMessageBoxHandler([](char const *, char const *, unsigned asked) {
+            return static_cast<int>(write(STDERR_FILENO, &asked, sizeof asked));
+        });
+        Tavlin::DebugMessage("door");
+    });
+    unsigned asked = 0;
+    std::memcpy(&asked, flags.box.data(), std::min(flags.box.size(), sizeof asked));
+    EXPECT_EQ(asked, 0x12010u) << "an error, modal to the task, in the foreground";
+    EXPECT_EQ(flags.exitCode, terminated) << "whatever the box answers";
 }
 
 TEST(AssertFailed, AsksAndDoesWhatIsAnswered) {
