@@ -53,16 +53,18 @@ enum CrashCode : std::uint32_t {
     crashIntOverflow = 0xC0000095,
     crashPrivilegedInstruction = 0xC0000096,
     crashStackOverflow = 0xC00000FD,
+    /// Code that gave up by itself: a failed assert, a heap that the C library finds damaged.
+    crashAbort = 0x40000015,
     /// An exception of the language that nothing caught, or another call of std::terminate.
     crashLanguageException = 0xE06D7363
 };
 
 using CrashHandler = long (*)(EXCEPTION_POINTERS * what);
 
-/// From now on a fault, or an exception that nothing catches, calls `handler` on the thread where
-/// it happened, once per process: a fault inside the handler ends the process, another thread's
-/// waits for the end. When the handler returns, the process ends. The calling thread, and threads
-/// started through this layer, can report even an overflow of their stack.
+/// From now on a fault, an abort or an exception that nothing catches calls `handler` on the thread
+/// where it happened, once per process: a fault inside the handler ends the process, another
+/// thread's waits for the end. When the handler returns, the process ends. The calling thread, and
+/// threads started through this layer, can report even an overflow of their stack.
 ONDREL_API void setCrashHandler(CrashHandler handler);
 /// Whether a fault is being reported: no locks, no memory.
 ONDREL_API bool isCrashing();

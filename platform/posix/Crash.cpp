@@ -89,6 +89,8 @@ std::uint32_t codeOfSignal(siginfo_t const & info, MachineState const & state) {
             return crashInPageError;
         case SIGFPE:
             return codeOfFloatFault(info.si_code);
+        case SIGABRT:
+            return crashAbort;
         default:
             return info.si_code == ILL_PRVOPC || info.si_code == ILL_PRVREG
                        ? crashPrivilegedInstruction
@@ -205,7 +207,7 @@ void setCrashHandler(CrashHandler handler) {
     action.sa_sigaction = onSignal;
     action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
     sigemptyset(&action.sa_mask);
-    for (int const signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL})
+    for (int const signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT})
         sigaction(signal, &action, nullptr);
     std::set_terminate(onTerminate);
 }

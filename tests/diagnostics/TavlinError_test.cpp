@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <stdexcept>
 #include <string>
@@ -158,6 +159,16 @@ TEST(CrashReport, ADivisionByZeroIsTold) {
 TEST(CrashReport, AnInvalidInstructionIsTold) {
     ChildEnd const end = crashInChild(true, [] { raise(SIGILL); });
     EXPECT_CONTAINS(end.log, "The thread tried to execute an invalid instruction.");
+}
+
+TEST(CrashReport, AnAbortIsToldWithItsContexts) {
+    ChildEnd const end = crashInChild(true, [] {
+        GEmergencyContext const context("freeing twice");
+        std::abort();
+    });
+    EXPECT_CONTAINS(end.log, "<UNHANDLED TIME=\"#\">\nUnidentified error.\n\n\nmodule='");
+    EXPECT_CONTAINS(end.log, "<context>\nfreeing twice\n</context>\n");
+    EXPECT_EQ(end.exitCode, terminated);
 }
 
 TEST(CrashReport, APageThatCannotBeLoadedIsTold) {
