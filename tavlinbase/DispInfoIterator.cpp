@@ -91,13 +91,15 @@ void DispObjectInfoIterator::next() {
 /// Goes on from the present interface to the first one that has a name.
 void DispObjectInfoIterator::settle() {
     for (; interfaces_; ++interfaces_) {
-        setInfo(interfaces_->getTypeInfo());
+        current_ = interfaces_.get();
+        setInfo(current_->getTypeInfo());
         firstName();
         if (!isEmpty())
             return;
     }
     setInfo(nullptr);
     firstName();
+    current_.empty();
 }
 
 } // namespace Tavlin

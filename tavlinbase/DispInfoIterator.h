@@ -67,7 +67,8 @@ class ONDREL_API DispInfoIterator {
 };
 
 /// Names of all dispatching interfaces of one object, in the order in which a call asks them. The
-/// mask PropertyGet | Variable gives all that can be read.
+/// mask PropertyGet | Variable gives all that can be read. What is called on the way may take
+/// interfaces out, also the one that the iterator stands on.
 class ONDREL_API DispObjectInfoIterator : public DispInfoIterator {
   public:
     DispObjectInfoIterator(TRef<Object> const & object, IDispatcher::CallType mask);
@@ -82,6 +83,7 @@ class ONDREL_API DispObjectInfoIterator : public DispInfoIterator {
     void settle();
 
     TInterfaceIterator<IDispatcher> interfaces_;
+    TRef<IDispatcher> current_; // keeps the description
 };
 
 } // namespace Tavlin

@@ -68,10 +68,28 @@ class IListed : public IDispatcher {
   private:
     Info const * names_;
 };
+/// Tells its own list of names, the first of which takes it out when it is called.
+class ILeaver : public IListed {
+    G_DECLARE_CREATABLE(ILeaver)
+  public:
+    ILeaver() : IListed(&names_) {}
+    ~ILeaver() override { ++ended; }
+    bool invoke(DispParams * params) override {
+        if (params->name == NameLinkID("leave"))
+            getObject()->removeAllInterfaces(&ILeaver::metaclass_);
+        return true;
+    }
+    static int ended;
+
+  private:
+    List names_{{{"leave", IDispatcher::PropertyGet}, {"rest", IDispatcher::PropertyGet}}};
+};
+int ILeaver::ended = 0;
 class Bag : public UniqueObject {
     G_DECLARE_CREATABLE(Bag)
 };
 G_DEFINE_CREATABLE(IListed, "iterator_test::IListed", IDispatcher)
+G_DEFINE_CREATABLE(ILeaver, "iterator_test::ILeaver", IListed)
 G_DEFINE_CREATABLE(Bag, "iterator_test::Bag", UniqueObject)
 
 Names rest(DispInfoIterator & iterator) {
@@ -172,6 +190,19 @@ TEST(DispObjectInfoIterator, GoesThroughAllInterfacesThatTellNames) {
 
     DispObjectInfoIterator none(TRef<Object>(), readable);
     EXPECT_TRUE(none.isEmpty());
+}
+
+TEST(DispObjectInfoIterator, StandsOnAnInterfaceThatLeaves) {
+    TRef<Object> const object(new Bag);
+    object->addInterface(TRef<AUnknown>(new IListed(&g_list)));
+    object->addInterface(TRef<AUnknown>(new ILeaver));
+    Names names;
+    for (DispObjectInfoIterator i(object, IDispatcher::PropertyGet); i; ++i) {
+        names.push_back(i.name().c_str());
+        i.call(object, nullptr, nullptr);
+        EXPECT_EQ(ILeaver::ended, names.back() == "read" ? 1 : 0);
+    }
+    EXPECT_EQ(names, (Names{"leave", "rest", "read"}));
 }
 
 } // namespace iterator_test
