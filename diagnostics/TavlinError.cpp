@@ -52,19 +52,26 @@ char const * textOfCrash(std::uint32_t code) {
     return "Unidentified error.";
 }
 
-/// What an exception that nothing caught has to say becomes the last section of the log, and so
-/// the reason that is shown. One that logged itself as it was built stands there already.
-void logUncaught() {
+/// One that logged itself as it was built stands in the last section already; what an earlier one
+/// left there, which somebody dealt with, is not the reason.
+void logUnlessLast(char const * text) {
     GEmergencyLog & log = GEmergencyLog::Get();
+    if (!std::strstr(log.lastSection(), text))
+        log.put_exception(text, nullptr, 0);
+}
+
+/// What an exception that nothing caught has to say becomes the last section of the log, and so
+/// the reason that is shown.
+void logUncaught() {
     std::exception_ptr const uncaught = std::current_exception();
-    if (!uncaught || *log.lastSection())
+    if (!uncaught)
         return;
     try {
         std::rethrow_exception(uncaught);
     } catch (GLibraryException & exception) {
-        log.put_exception(exception, nullptr, 0);
+        logUnlessLast(exception.getMessage().c_str());
     } catch (std::exception const & exception) {
-        log.put_exception(exception.what(), nullptr, 0);
+        logUnlessLast(exception.what());
     } catch (...) {
     }
 }

@@ -232,6 +232,14 @@ TEST(CrashReport, AnExceptionThatNothingCatchesIsToldByItsText) {
         true, [] { throwUncaught([] { throw std::runtime_error("from elsewhere"); }); });
     EXPECT_CONTAINS(standard.log, "from elsewhere\n");
 
+    ChildEnd const second = crashInChild(true, [] {
+        Tavlin::Error const dealtWith("the first");
+        throwUncaught([] { throw std::runtime_error("the second"); });
+    });
+    EXPECT_CONTAINS(second.log, "<EXCEPTION TIME=\"#\">\nthe second\n</EXCEPTION>\n");
+    EXPECT_CONTAINS(second.box, "the second\n");
+    EXPECT_EQ(second.box.find("the first"), std::string::npos);
+
     ChildEnd const unknown = crashInChild(true, [] { throwUncaught([] { throw 7; }); });
     EXPECT_CONTAINS(unknown.log, "<UNHANDLED TIME=\"#\">\nUnidentified error.\n\n\nmodule='");
 }
