@@ -542,10 +542,13 @@ TEST(DynamicVariableStream, APlainGRTTIObjectLeavesNothingBehindItsKind) {
 }
 
 TEST(DynamicVariableStream, AGRTTIValueBorrowsTheObjectItReads) {
-    VariableVar value;
-    ASSERT_TRUE(readFrom(
-        hex("00 06000000 02 B1B50FCF 0B00 'dv::Counted' EF804A29 15000000 0B00 'dv::Counted'"),
-        value));
+    Bytes const bytes =
+        hex("00 06000000 02 B1B50FCF 0B00 'dv::Counted' EF804A29 15000000 0B00 'dv::Counted'");
+    Counted counted;
+    VariableVar value(static_cast<GRTTIObject const *>(&counted));
+    EXPECT_EQ(written(value), bytes);
+    ASSERT_TRUE(readFrom(bytes, value));
+    EXPECT_NE(value.asGRTTI(), &counted);
     std::unique_ptr<Counted> const owned(gcast<Counted>(value.asGRTTI()));
     ASSERT_TRUE(owned);
     EXPECT_EQ(owned->getReferenceCount(), 0);
