@@ -18,7 +18,30 @@ NotifyCallback::~NotifyCallback() {
     }
 }
 
+/// A round that is under way: the entries below `next` are still to be told. Rounds nest when a
+/// callback changes the subject in turn.
+struct Notifyer::Walk {
+    Walk(Notifyer & told, List & entries)
+        : subject(told), list(entries), next(entries.getCount()), outer(told.walks_) {
+        subject.walks_ = this;
+    }
+    ~Walk() {
+        if (!ended)
+            subject.walks_ = outer;
+    }
+    Walk(Walk const &) = delete;
+    Walk & operator=(Walk const &) = delete;
+
+    Notifyer & subject;
+    List & list;
+    long next;
+    Walk * outer;
+    bool ended = false; // the subject has died
+};
+
 Notifyer::~Notifyer() {
+    for (Walk * walk = walks_; walk; walk = walk->outer)
+        walk->ended = true;
     end(prior_);
     end(post_);
 }
@@ -44,14 +67,25 @@ void Notifyer::add(List & list, NotifyCallback * callback) {
 }
 
 void Notifyer::remove(List & list, NotifyCallback * callback) {
-    if (callback && list.remove(callback) >= 0)
-        callback->notifyers_.remove(this);
+    long const index = callback ? list.index_of(callback) : -1;
+    if (index < 0)
+        return;
+    takeOut(list, index);
+    callback->notifyers_.remove(this);
+}
+
+/// The rounds under way neither miss an entry for that nor tell one twice.
+void Notifyer::takeOut(List & list, long index) {
+    list.at_remove(index);
+    for (Walk * walk = walks_; walk; walk = walk->outer)
+        if (&walk->list == &list && index < walk->next)
+            --walk->next;
 }
 
 int Notifyer::sweep(List & list) {
     for (long i = list.getCount() - 1; i >= 0; --i)
         if (!list.at(i))
-            list.at_remove(i);
+            takeOut(list, i);
     return static_cast<int>(list.getCount());
 }
 
@@ -66,13 +100,10 @@ void Notifyer::unlock() {
 }
 
 void Notifyer::tell(List & list) {
-    for (long i = list.getCount() - 1; i >= 0; --i) {
-        // A callback may remove itself and others.
-        if (i >= list.getCount())
-            continue;
-        if (NotifyCallback * const callback = list.at(i))
+    Walk walk(*this, list);
+    while (!walk.ended && walk.next > 0)
+        if (NotifyCallback * const callback = list.at(--walk.next))
             callback->notify(*this);
-    }
 }
 
 } // namespace Tavlin

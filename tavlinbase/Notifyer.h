@@ -50,22 +50,26 @@ class ONDREL_API Notifyer {
     NotifyCallback * getPost(int index) const { return post_.at(index); }
 
   protected:
-    /// Bracket a change. Only the outermost pair tells, the last callback of each list first.
+    /// Bracket a change. Only the outermost pair tells, the last callback of each list first. While
+    /// they are told, callbacks may come, go and die, and so may the subject.
     void lockup();
     void unlock();
 
   private:
     friend class NotifyCallback;
     using List = TGCollection<NotifyCallback>;
+    struct Walk;
     void add(List & list, NotifyCallback * callback);
     void remove(List & list, NotifyCallback * callback);
     void tell(List & list);
     void end(List & list);
-    static int sweep(List & list);
+    int sweep(List & list);
+    void takeOut(List & list, long index);
 
     int lockCount_ = 0;
     List prior_{GCollection::Borrowing()};
     List post_{GCollection::Borrowing()};
+    Walk * walks_ = nullptr; // the innermost round that is under way
 };
 
 } // namespace Tavlin

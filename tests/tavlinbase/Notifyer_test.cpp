@@ -105,6 +105,40 @@ TEST_F(NotifyerTest, LetsACallbackRemoveItselfAndOthers) {
     subject.unlock();
 }
 
+TEST_F(NotifyerTest, TellsEachOnceThoughOthersComeAndGoInTheWalk) {
+    Subject subject;
+    auto dead = std::make_unique<Listener>('x');
+    Listener a('a'), b('b'), c('c'), d('d');
+    for (Listener * listener : {dead.get(), &a, &b, &c})
+        subject.addPrior(listener);
+    dead.reset();
+    logged();
+    c.onNotify = [&] { subject.addPrior(&d); }; // sweeps the slot of the dead
+    bool once = true;
+    b.onNotify = [&] {
+        if (!std::exchange(once, false))
+            return;
+        subject.removePrior(&c);
+        subject.unlock();
+        subject.lockup(); // a round within the round
+    };
+    a.onNotify = [&] { subject.removePrior(&b); };
+    subject.lockup();
+    EXPECT_EQ(logged(), "cbdbaa");
+    subject.unlock();
+}
+
+TEST_F(NotifyerTest, EndsTheWalkWithTheSubject) {
+    auto subject = std::make_unique<Subject>();
+    Listener a('a'), b('b');
+    subject->addPost(&a);
+    subject->addPost(&b);
+    b.onNotify = [&] { subject.reset(); };
+    subject->lockup();
+    subject->unlock();
+    EXPECT_EQ(logged(), "b");
+}
+
 TEST_F(NotifyerTest, DeletesWithTheSubjectThoseWhoDoNotMind) {
     Listener guest('g');
     auto * const owned = new Listener('o', false);
