@@ -43,6 +43,14 @@ bool readLine(GAbstractBufferedIO & stream, GString & line) {
     return any;
 }
 
+/// As directories are kept: a file name, so that they compare whichever slash they are written
+/// with, and no backslash at the end, unless that is all.
+GString bareDirectory(GString const & name) {
+    GFile directory(name);
+    directory.rtrim('\\');
+    return directory.isEmpty() && !name.isEmpty() ? GString("\\") : directory;
+}
+
 GFile placeIn(GString const & directory, char const * name) {
     GFile place(directory);
     place.add_name(name);
@@ -75,15 +83,12 @@ GString RedirectionItem::make_name(char const * name, unsigned char mustExist) c
     return name;
 }
 
-void RedirectionItem::add_line(char const * directories) {
-    split(directories, ";", [this](GString piece) {
+void RedirectionItem::add_line(char const * directories, long most) {
+    split(directories, ";", [this, most](GString piece) {
         piece.trim(blanks);
-        if (piece.isEmpty())
+        if (piece.isEmpty() || getCount() >= most)
             return;
-        // As a file name, so that directories compare whichever slash they are written with.
-        GFile directory(piece);
-        directory.rtrim('\\');
-        insert(new GString(directory.isEmpty() ? GString("\\") : directory));
+        insert(new GString(bareDirectory(piece)));
     });
 }
 
@@ -152,10 +157,12 @@ void RedirectionFile::add_from_stream(GAbstractBufferedIO & stream, unsigned cha
 }
 
 void RedirectionFile::load_from_stream(GAbstractBufferedIO & stream) {
+    work_ = maxWork;
     define_cd_drives();
     GStringCollection names(0, 16, 1);
     GString line;
-    for (long text = 0; text < maxTextLength && readLine(stream, line); text += line.length() + 1) {
+    for (long text = 0; text < maxTextLength && work_ > 0 && readLine(stream, line);
+         text += line.length() + 1) {
         if (line.at(0) == ';')
             continue;
         if (line.at(0) == '%') {
@@ -208,16 +215,24 @@ void RedirectionFile::add_one_line(char const * line, GStringCollection & names)
 }
 
 void RedirectionFile::add_directories(char const * name, char const * directories) {
-    if (directoryCount_ >= maxDirectories)
+    // Many patterns on one line, each compared with all that are here, for many short lines.
+    work_ -= patternLength_ + static_cast<long>(std::strlen(directories));
+    if (directoryCount_ >= maxDirectories || work_ <= 0)
         return;
     RedirectionItem * item = find_matched_item(name);
-    long const before = item ? item->getCount() : 0;
-    if (item)
-        item->add_line(directories);
-    else if (getCount() < maxItems)
-        insert(item = new RedirectionItem(name, directories));
-    if (item)
-        directoryCount_ += item->getCount() - before;
+    if (!item && getCount() < maxItems)
+        item = insert_item(new RedirectionItem(name, ""));
+    if (!item)
+        return;
+    long const before = item->getCount();
+    item->add_line(directories, before + maxDirectories - directoryCount_);
+    directoryCount_ += item->getCount() - before;
+}
+
+RedirectionItem * RedirectionFile::insert_item(RedirectionItem * item) {
+    patternLength_ += item->getPattern().length() + 1;
+    insert(item);
+    return item;
 }
 
 void RedirectionFile::put_var(char const * text) {
@@ -230,6 +245,7 @@ void RedirectionFile::put_var(char const * text) {
     GString value(equals + 1);
     value.trim(blanks);
     substitute_values(value);
+    work_ -= variables->getCount() + static_cast<long>(value.length());
     if (RedirectionVariableDefinition * const known = variables->find(name.c_str()))
         known->value = value;
     else
@@ -247,7 +263,7 @@ bool RedirectionFile::value_of(GString const & name, GString & value) const {
     return environment != nullptr;
 }
 
-void RedirectionFile::substitute_values(GString & text) const {
+void RedirectionFile::substitute_values(GString & text) {
     int replacements = 0;
     char const * open = std::strchr(text.c_str(), '%');
     while (open) {
@@ -255,12 +271,16 @@ void RedirectionFile::substitute_values(GString & text) const {
         unsigned int const from = static_cast<unsigned int>(open - text.c_str());
         unsigned int const to =
             close ? static_cast<unsigned int>(close - text.c_str()) : text.length();
+        work_ -= 64 + static_cast<long>(to - from); // what it takes to look a name up
+        if (work_ <= 0)
+            return;
         GString value;
         if (value_of(text.substr(from + 1, to - from - 1), value)) {
             // A variable may contain itself, or others many times.
             if (++replacements > maxReplacements ||
                 value.length() > maxExpandedLength - std::min(text.length(), maxExpandedLength))
                 return;
+            work_ -= static_cast<long>(text.length() / 16); // it is moved, not looked at
             text.replace(from, close ? to + 1 : to, value);
             open = std::strchr(text.c_str() + from, '%');
         } else {
@@ -274,14 +294,16 @@ void RedirectionFile::substitute_values(GString & text) const {
 void RedirectionFile::add_from(RedirectionFile const & other, unsigned char front) {
     if (&other == this)
         return;
-    for (long i = 0; i < other.getCount(); ++i) {
+    work_ = maxWork;
+    for (long i = 0; i < other.getCount() && work_ > 0; ++i) {
         RedirectionItem const & theirs = *other.at(i);
+        work_ -= patternLength_ + theirs.getCount();
         if (directoryCount_ > maxDirectories - theirs.getCount())
             continue;
         if (RedirectionItem * const mine = find_matched_item(theirs))
             mine->add_from(theirs, front);
         else if (getCount() < maxItems)
-            insert(new RedirectionItem(theirs));
+            insert_item(new RedirectionItem(theirs));
         else
             continue;
         directoryCount_ += theirs.getCount();
@@ -315,7 +337,7 @@ bool RedirectionFile::directory_matched(char const * path) const {
     RedirectionItem const * const item = find_matched_item(file.get_name());
     if (!item)
         return false;
-    GString const directory = file.get_directory();
+    GString const directory = bareDirectory(file.get_directory());
     for (long i = item->getCount() - 1; i >= 0; --i)
         if (item->at(i)->compare(directory) == 0)
             return true;

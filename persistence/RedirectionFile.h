@@ -35,7 +35,8 @@ class ONDREL_API RedirectionItem : public TGCollection<GString> {
     RedirectionItem(char const * pattern, char const * directories);
     RedirectionItem(RedirectionItem const & other);
     RedirectionItem & operator=(RedirectionItem const &) = delete;
-    void add_line(char const * directories);
+    /// Those that come when there are `most` are left out.
+    void add_line(char const * directories, long most = 0x7FFFFFFF);
     void add_from(RedirectionItem const & other, unsigned char front);
 
     GString pattern;
@@ -64,10 +65,12 @@ class ONDREL_API RedirectionFile : public TGCollection<RedirectionItem> {
     static constexpr long maxTextLength = 1L << 20;
     /// What one file object holds at most.
     static constexpr long maxItems = 4096;
-    static constexpr long maxDirectories = 65536;
+    static constexpr long maxDirectories = 16384;
     /// Of one text: replacements of variables, and its length when they are done.
     static constexpr int maxReplacements = 1024;
     static constexpr unsigned int maxExpandedLength = 65536;
+    /// What one load or addition may cost, in characters looked at: some tenths of a second.
+    static constexpr long maxWork = 1L << 26;
 
     RedirectionFile();
     explicit RedirectionFile(char const * file);
@@ -101,9 +104,12 @@ class ONDREL_API RedirectionFile : public TGCollection<RedirectionItem> {
     void add_directories(char const * name, char const * directories);
     void put_var(char const * text);
     bool value_of(GString const & name, GString & value) const;
-    void substitute_values(GString & text) const;
+    void substitute_values(GString & text);
+    RedirectionItem * insert_item(RedirectionItem * item);
 
     RedirectionFileVariables * variables;
     int cdCount = 0;
     long directoryCount_ = 0;
+    long patternLength_ = 0; ///< of all items, and one for each
+    long work_ = maxWork;    ///< what is left
 };
