@@ -232,6 +232,12 @@ void _Variable::leaveCell(VariableTypes kind) {
     pool().drop(std::exchange(data_, pool().take(kind)));
 }
 
+void _Variable::copyConstant() {
+    VariableRef own;
+    own = *this;
+    link(own);
+}
+
 void _Variable::asCHARPTR(char const * text) {
     if (data_ && data_->refCount == 1 && data_->type == CHARPTR) {
         char * const old = textOf(data_);

@@ -241,6 +241,12 @@ class ONDREL_API _Variable {
         data_->nextFree = data_;
     }
     bool isConstant() const { return data_ && data_->nextFree; }
+    /// Moves a handle that stands on a constant to a cell of its own with the same value. Whoever
+    /// hands out aliases of what he keeps does this first, or writes through them would be lost.
+    void leaveConstant() {
+        if (isConstant()) [[unlikely]]
+            copyConstant();
+    }
     /// For tests and tools: whether both stand on one cell.
     bool sharesCellWith(_Variable const & other) const { return data_ && data_ == other.data_; }
 
@@ -316,6 +322,7 @@ class ONDREL_API _Variable {
         *ownCell(kind)->box<T>() = copied;
     }
     void leaveCell(VariableTypes kind);
+    void copyConstant();
 
     VariableData * data_ = nullptr;
 };

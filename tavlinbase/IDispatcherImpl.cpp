@@ -54,8 +54,11 @@ void IDispatcherImplTableMethodEntry::invoke(void * object, DispParams * params)
 }
 
 void IDispatcherImplTableVariableEntry::invoke(void * object, DispParams * params) const {
-    if (params->result)
-        params->result->link(*variable(object));
+    if (!params->result)
+        return;
+    _Variable * const member = variable(object);
+    member->leaveConstant();
+    params->result->link(*member);
 }
 
 _Variable * IDispatcherImplTableVariableEntry::variable(void * object) const {

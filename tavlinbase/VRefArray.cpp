@@ -57,7 +57,10 @@ void IWritableVRefArray::copy(TRef<Object> const & source) {
 }
 
 VariableRef IWritableVRefArrayImpl::getItem(int index) {
-    return has(index) ? vector_.at(index) : VariableRef();
+    if (!has(index))
+        return VariableRef();
+    vector_.at(index).leaveConstant();
+    return vector_.at(index);
 }
 
 void IWritableVRefArrayImpl::atRemove(int index) {

@@ -135,6 +135,18 @@ TEST(IDispatcherImpl, MemberOfAVirtualBaseIsFoundInEveryDerivedClass) {
     }
 }
 
+// A native method may keep an argument, which a script has written as a constant.
+TEST(IDispatcherImpl, MemberOnAConstantIsReachedThroughItsAliases) {
+    VariableRef constant(5);
+    constant.setConstant();
+    TRef<Motor> const motor(new Motor);
+    motor->level = VariableVar(constant);
+    VariableRef alias = IDispatcher::GetPropertyOrVar(TRef<Object>(motor.pointer()), name("level"));
+    alias = 8;
+    EXPECT_EQ(motor->level.asINT(), 8);
+    EXPECT_EQ(constant.asINT(), 5);
+}
+
 TEST(IDispatcherImpl, VariableTakesValuesOfItsKindAndGoesEmptyWithAnEmptyOne) {
     TRef<Motor> const motor(new Motor);
     TRef<Object> const object(motor.pointer());

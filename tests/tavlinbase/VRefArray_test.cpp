@@ -62,6 +62,16 @@ TEST(VRefArray, ItemsAreAliases) {
     EXPECT_EQ(array->getItem(1).asINT(), 3);
 }
 
+// Native code may put an argument in, which a script has written as a constant.
+TEST(VRefArray, ItemsOnAConstantAreAliasesToo) {
+    VariableRef constant("five");
+    constant.setConstant();
+    TRef<WritableVRefArray> const array = arrayOf({constant});
+    array->getItem(0) = "eight";
+    EXPECT_STREQ(array->getItem(0), "eight");
+    EXPECT_STREQ(constant, "five");
+}
+
 TEST(VRefArray, IndicesOutOfRangeDoNothing) {
     TRef<WritableVRefArray> const array = arrayOf({1, 2});
     for (int const index : {-1, 2, 1 << 30}) {
