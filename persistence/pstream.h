@@ -334,7 +334,10 @@ class ONDREL_API ipstream : public virtual pstream {
     GMetaClass const * metaclassOfReadingObject() const { return metaclassOfReadingObject_; }
     /// Bytes since the start or the last seek.
     unsigned long countOfReadBytes() const { return countOfReadBytes_; }
-    /// The first byte of the last reference: 0 null, 1 by number, 2 an object.
+    /// What the first byte of a reference tells: that it is null, goes by number, or is a whole
+    /// object.
+    enum PointerMarker { NullPointer = 0, KnownObject = 1, NewObject = 2 };
+    /// The first byte of the last reference.
     int lastPointerMarker() const { return lastPointerMarker_; }
     /// The objects read so far in the order of their numbers; one that has ended is null. The
     /// stream owns none of them. When a load throws, the counted ones that nobody holds end by

@@ -15,9 +15,9 @@ namespace {
 
 constexpr unsigned char prefix[4] = {0xB1, 0xB5, 0x0F, 0xCF};
 constexpr unsigned char suffix[4] = {0xEF, 0x80, 0x4A, 0x29};
-constexpr signed char nullMarker = 0;
-constexpr signed char indexMarker = 1;
-constexpr signed char objectMarker = 2;
+constexpr signed char nullMarker = ipstream::NullPointer;
+constexpr signed char indexMarker = ipstream::KnownObject;
+constexpr signed char objectMarker = ipstream::NewObject;
 constexpr std::uint32_t longIndex = 0xFFFF;
 
 void littleEndian(std::uint32_t value, unsigned char (&bytes)[4]) {

@@ -71,7 +71,11 @@ TRef<RefCounter> RefCounterRead(ipstream & in, GMetaClass const * expected) {
         TRef<Object> const owner(static_cast<Object *>(creator));
         return owner ? TRef<RefCounter>(owner->queryInterface(expected)) : TRef<RefCounter>();
     }
-    return TRef<RefCounter>(gcast_cached<RefCounter>(in.readPointer<GStreamable>()));
+    auto * const read = in.readPointer<GStreamable>();
+    auto * const counter = gcast_cached<RefCounter>(read);
+    if (!counter)
+        RefCounter::EndUnwanted(in, read);
+    return TRef<RefCounter>(counter);
 }
 
 } // namespace Tavlin

@@ -6,6 +6,7 @@
 #include "foundation/GCastCache.h"
 #include "foundation/GCollection.h"
 #include "persistence/PStreamTables.h"
+#include "persistence/pstream.h"
 #include "platform/Stack.h"
 
 #include <algorithm>
@@ -143,6 +144,16 @@ void RefCounter::ResumeFinalRelease() {
 
 long RefCounter::IsFinalReleasePaused() {
     return t_pause.depth;
+}
+
+void RefCounter::EndUnwanted(ipstream const & in, GStreamable * object) {
+    if (!object || in.lastPointerMarker() != ipstream::NewObject)
+        return;
+    auto * const counter = gcast_cached<RefCounter>(object);
+    if (!counter)
+        object->destroyThis();
+    else if (counter->count_ == 0)
+        counter->finalRelease();
 }
 
 } // namespace Tavlin

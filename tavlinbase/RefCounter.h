@@ -44,6 +44,10 @@ class ONDREL_API RefCounter : public GStreamable {
     /// The depth of pauses of this thread.
     static long IsFinalReleasePaused();
 
+    /// Ends what `in` has just read and the caller has no use for, if it was built for this
+    /// reference and nobody holds it. Null is tolerated.
+    static void EndUnwanted(ipstream const & in, GStreamable * object);
+
   protected:
     /// Makes a new object known; returns the one to use in its place. Here the object itself.
     virtual RefCounter * registerCreated();

@@ -497,8 +497,10 @@ ObjectCreator::ObjectCreator(ipstream & in) {
     if (!streamed)
         return;
     auto * const object = gcast_cached<Object>(streamed);
-    if (!object)
+    if (!object) {
+        RefCounter::EndUnwanted(in, streamed);
         throw Error("Invalid class type");
+    }
     own(object);
     registered_ = object->reg();
     if (registered_ != object)
