@@ -72,7 +72,8 @@ class ONDREL_API NamedItemCollectionEnumerator : public virtual RefCounter {
   public:
     /// How often getNICollection is to be asked.
     virtual int getNICollectionCount();
-    /// Steps through the collections by itself: each call gives the next one. May be null.
+    /// Steps through the collections by itself: each call gives the next one. May be null. Its
+    /// items are stored as NamedMember pointers, as a TGCollection<NamedMember> does.
     virtual GCollection * getNICollection();
 };
 
