@@ -3,6 +3,7 @@
 
 #include "ObjectKernel_support.h"
 #include "diagnostics/TavlinError.h"
+#include "persistence/PStreamExceptions.h"
 
 #include <gtest/gtest.h>
 
@@ -233,6 +234,30 @@ TEST_F(RegistrarTest, DamagedFormEndsInTheAnswersOfTheFormat) {
     Input longer(endless.str());
     registrar->read(longer);
     EXPECT_FALSE(longer->good());
+}
+
+// A scene with a registrar in it, cut everywhere: also inside the frames of their objects.
+TEST_F(RegistrarTest, SceneThatIsCutLeavesNothingBehind) {
+    TRef<DispObjectRegistrar> inner(new DispObjectRegistrar);
+    TRef<SceneObject> scene(new SceneObject);
+    inner->regObject(name("b"), TRef<Object>(new Thing));
+    scene->regObject(name("a"), TRef<Object>(inner.pointer()));
+    scene->regObject(name("c"), TRef<Object>(new Thing));
+    std::string const whole =
+        written([&](opstream & out) { RefCounterWrite(out, TRef<RefCounter>(scene.pointer())); });
+    inner.empty();
+    scene.empty();
+    int const things = Thing::alive;
+    for (std::size_t size = 0; size <= whole.size(); ++size) {
+        Input in(whole.substr(0, size));
+        try {
+            TRef<RefCounter> const read = RefCounterRead(in, &Object::metaclass_);
+            EXPECT_EQ(in->good(), size == whole.size()) << size;
+        } catch (InvalidPStream_Exception const &) {
+        }
+        ASSERT_EQ(Thing::alive, things) << size;
+        ASSERT_EQ(SceneObject::Get(), nullptr) << size;
+    }
 }
 
 TEST(SceneObject, BothVersionsOfItsFormAreRead) {

@@ -3,6 +3,7 @@
 #include "ScriptTest.h"
 #include "StreamBytes.h"
 
+#include "tavlinbase/ObjectIterator.h"
 #include "tavlinmid/D_Expression2.h"
 
 namespace Tavlin {
@@ -132,6 +133,36 @@ TEST_F(ScriptStream, RunningAutomatRefersToItsStateByNumber) {
         digits(saved(automat.pointer())),
         digits(object("Tavlin::Automat", component + hex("04") + definition + hex("01 04 00  00") +
                                              number(1, 4) + integer(8))));
+}
+
+// Two automata of one definition, so that there are references as well.
+TEST_F(ScriptStream, AutomatWhoseStreamIsCutLeavesNothingBehind) {
+    std::string whole;
+    {
+        ompstream out;
+        for (int i = 0; i < 2; ++i)
+            RefCounterWrite(out, TRef<RefCounter>(script->createNewAutomat().pointer()));
+        whole.assign(static_cast<char const *>(out.data()), static_cast<std::size_t>(out.size()));
+    }
+    auto const alive = [](GMetaClass const & metaClass) {
+        long count = 0;
+        for (ObjectIterator i(&metaClass); i; ++i)
+            ++count;
+        return count;
+    };
+    long const automata = alive(Automat::metaclass_), definitions = alive(D_Automat::metaclass_);
+    for (std::size_t length = 0; length < whole.size(); ++length) {
+        std::string bytes = whole.substr(0, length);
+        impstream in(bytes.data(), static_cast<long>(length), GIO::ReadMode);
+        try {
+            TRef<RefCounter> const first = RefCounterRead(in, &Object::metaclass_);
+            TRef<RefCounter> const second = RefCounterRead(in, &Object::metaclass_);
+            EXPECT_FALSE(in.good()) << length;
+        } catch (GException const &) {
+        }
+        ASSERT_EQ(alive(Automat::metaclass_), automata) << length;
+        ASSERT_EQ(alive(D_Automat::metaclass_), definitions) << length;
+    }
 }
 
 TEST_F(ScriptStream, AutomatOfAnOlderVersionHasJumpsWithoutTheirBase) {
