@@ -5,7 +5,6 @@
 #include "foundation/GModule.h"
 #include "persistence/RedirectionFile.h"
 
-#include <optional>
 #include <utility>
 
 namespace {
@@ -16,21 +15,6 @@ constinit RedirectionFile * g_redirectionFile = nullptr;
 
 GModuleCtor const g_connect([] { GFile::SetRedirector(&fpbase::RedirectedName); });
 GModuleDtor const g_release([] { delete std::exchange(g_redirectionFile, nullptr); });
-
-/// What the older mode asks for; nothing when it contradicts itself.
-std::optional<GFileIO::IOCreateMode> createModeOf(int mode) {
-    bool const truncating = (mode & fpbase::Truncating) != 0;
-    switch (mode & (fpbase::NoCreation | fpbase::NoReplacing)) {
-        case 0:
-            return truncating ? GFileIO::CreateAndTruncate : GFileIO::OpenOrCreate;
-        case fpbase::NoCreation:
-            return truncating ? GFileIO::CreateAndTruncate : GFileIO::ExistingOnly;
-        case fpbase::NoReplacing:
-            return GFileIO::NewOnly;
-        default:
-            return {};
-    }
-}
 
 } // namespace
 
@@ -65,12 +49,8 @@ void fpbase::open(char const * name, GIO::IOOpenMode mode, GFileIO::IOCreateMode
 }
 
 void fpbase::open(char const * name, int mode) {
-    std::optional<GFileIO::IOCreateMode> const create = createModeOf(mode);
-    if (!create)
-        return;
-    int const directions = mode & GIO::ReadWriteMode;
-    open(name, directions ? static_cast<GIO::IOOpenMode>(directions) : GIO::ReadMode, *create,
-         GFileIO::ShareNone);
+    if (OlderOpenMode const older(mode); older.valid)
+        open(name, older.mode, older.create, GFileIO::ShareNone);
 }
 
 void fpbase::close() {

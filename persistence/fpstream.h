@@ -3,6 +3,7 @@
 #pragma once
 
 #include "persistence/GFileIO.h"
+#include "persistence/OlderOpenMode.h"
 #include "persistence/pstream.h"
 
 class RedirectionFile;
@@ -10,7 +11,11 @@ class RedirectionFile;
 class ONDREL_API fpbase : public virtual pstream {
   public:
     /// Bits of the older open mode, besides GIO::IOOpenMode in the low two.
-    enum OpenBits { Truncating = 16, NoCreation = 0x20, NoReplacing = 0x40 };
+    enum OpenBits {
+        Truncating = OlderOpenMode::Truncating,
+        NoCreation = OlderOpenMode::NoCreation,
+        NoReplacing = OlderOpenMode::NoReplacing
+    };
 
     fpbase();
     fpbase(char const * name, int mode);
