@@ -10,8 +10,10 @@
 #include <cassert>
 #include <memory>
 
-struct HuffmanReader;
-struct HuffmanWriter;
+namespace huffman {
+class BlockReader;
+class BlockWriter;
+} // namespace huffman
 
 class ONDREL_API GHuffmanBufferedIO : public GBufferedIO {
   public:
@@ -47,8 +49,11 @@ class ONDREL_API GHuffmanBufferedIO : public GBufferedIO {
     }
     /// The next item. A result that is not NoError means that there was none.
     IOErrors readCode(unsigned short & distance, unsigned char & value) {
-        value = static_cast<unsigned char>(readByte());
-        distance = getRCurrent() ? codes_[getRCurrent() - getBuffer() - 1] : 0;
+        int const byte = readByte();
+        value = static_cast<unsigned char>(byte);
+        if (byte < 0)
+            return noCode(distance);
+        distance = codes_[getRCurrent() - getBuffer() - 1];
         return getError();
     }
 
@@ -76,17 +81,13 @@ class ONDREL_API GHuffmanBufferedIO : public GBufferedIO {
     unsigned char readBuffer() override;
 
   private:
-    long writeCompressCode(long count);
-    long writeNoCompressCode(long count);
-    long readCompressCode();
-    long readNoCompressCode();
-    void startReadBlock();
-    HuffmanWriter & writer();
-    HuffmanReader & reader();
+    IOErrors noCode(unsigned short & distance);
+    void openWindow();
 
     std::unique_ptr<unsigned short[]> codes_;
     /// Leading entries of codes_ that a block read may have left.
     long codesRead_ = 0;
-    std::unique_ptr<HuffmanWriter> writer_;
-    std::unique_ptr<HuffmanReader> reader_;
+    // Made at first need: most objects go one way only.
+    std::unique_ptr<huffman::BlockWriter> writer_;
+    std::unique_ptr<huffman::BlockReader> reader_;
 };
