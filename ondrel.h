@@ -48,6 +48,7 @@
 
 #include "persistence/GBufferedIO.h"
 #include "persistence/GFileIO.h"
+#include "persistence/GFlateBufferedIO.h"
 #include "persistence/GHuffmanBufferedIO.h"
 #include "persistence/GIO.h"
 #include "persistence/GMemoryIO.h"
@@ -58,6 +59,7 @@
 #include "persistence/fpstream.h"
 #include "persistence/mpstream.h"
 #include "persistence/pstream.h"
+#include "persistence/zpstream.h"
 
 #include "tavlinbase/AUnknown.h"
 #include "tavlinbase/BoundInvoke.h"

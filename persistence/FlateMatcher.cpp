@@ -1,0 +1,275 @@
+// The search works on bytes behind the data too, where only the result is cut, and takes a
+// candidate only when it is longer than what it has. So a candidate may be dropped by any of the
+// bytes that such a match would have to share: the last ones, read as one word, drop nearly all.
+// Whatever is read of a position when it is inserted lies within the data by then, or nothing
+// follows.
+#include "persistence/FlateMatcher.h"
+
+#include "persistence/GHuffmanBufferedIO.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+namespace {
+
+constexpr std::uint32_t minMatch = 3;
+constexpr std::uint32_t maxMatch = 258;
+/// With this much ahead every match is seen whole, and so is the hash behind it.
+constexpr std::uint32_t minLookahead = maxMatch + minMatch + 1;
+constexpr std::uint32_t halfWindow = FlateMatcher::windowSize / 2;
+constexpr std::uint32_t maxDistance = halfWindow - minLookahead;
+/// A match of three bytes that is farther away costs more than its literals.
+constexpr std::uint32_t tooFar = 4096;
+constexpr std::uint32_t hashSize = 32768;
+constexpr std::uint32_t chainMask = halfWindow - 1;
+
+template <class T>
+T load(unsigned char const * at) {
+    T value;
+    std::memcpy(&value, at, sizeof value);
+    return value;
+}
+
+/// The first three bytes of a word loaded from memory.
+constexpr std::uint32_t threeBytes =
+    std::endian::native == std::endian::little ? 0x00FFFFFFu : 0xFFFFFF00u;
+
+/// Of the bytes that one chain has in common.
+inline std::uint32_t hashOfThree(unsigned char const * at) {
+    return (at[0] & 31u) << 10 ^ at[1] << 5 ^ at[2];
+}
+
+template <class T>
+std::uint32_t equalBytes(T difference) {
+    int const bits = std::endian::native == std::endian::little ? std::countr_zero(difference)
+                                                                : std::countl_zero(difference);
+    return static_cast<std::uint32_t>(bits) / 8;
+}
+
+/// How many bytes two places share, at most maxMatch; no byte behind those is read.
+inline std::uint32_t sharedBytes(unsigned char const * a, unsigned char const * b) {
+    using Word = std::size_t;
+    std::uint32_t length = 0;
+    for (; length + sizeof(Word) <= maxMatch; length += sizeof(Word))
+        if (Word const difference = load<Word>(a + length) ^ load<Word>(b + length))
+            return length + equalBytes(difference);
+    while (length < maxMatch && a[length] == b[length])
+        ++length;
+    return length;
+}
+
+/// Positions after a slide; what fell out of the window becomes none.
+void slidePositions(std::uint64_t * fours, std::uint32_t count) {
+    for (std::uint32_t i = 0; i < count; ++i) {
+        // In each of the four the highest bit tells what stays, and is what is taken off.
+        std::uint64_t const staying = fours[i] >> 15 & 0x0001000100010001;
+        fours[i] &= staying * 0x7FFF;
+    }
+}
+
+} // namespace
+
+/// Puts items straight into the item buffer, which is handed over when one comes that finds it
+/// full. The cursor is kept here while the search runs.
+class FlateMatcher::Items {
+  public:
+    explicit Items(GHuffmanBufferedIO & to) : to_(to) { take(); }
+    ~Items() { give(); }
+    Items(Items const &) = delete;
+    Items & operator=(Items const &) = delete;
+
+    void literal(unsigned char value) {
+        if (current_ == end_) {
+            exchange(0, value);
+            return;
+        }
+        *current_++ = value;
+        ++code_;
+    }
+    void match(std::uint32_t length, std::uint32_t distance) {
+        auto const value = static_cast<unsigned char>(length - minMatch);
+        auto const word = static_cast<std::uint16_t>(distance);
+        if (current_ == end_) {
+            exchange(word, value);
+            return;
+        }
+        *current_++ = value;
+        *code_++ = word;
+    }
+
+  private:
+    void take() {
+        current_ = to_.getWCurrent();
+        end_ = to_.getWEnd();
+        code_ = current_ ? to_.codes() + (current_ - to_.getBuffer()) : nullptr;
+    }
+    void give() { to_.setWCurrent(current_); }
+    /// A device that fails loses the item; the error is the device's to tell.
+    [[gnu::noinline]] void exchange(std::uint16_t word, unsigned char value) {
+        give();
+        to_.writeCode(word, value);
+        take();
+    }
+
+    GHuffmanBufferedIO & to_;
+    unsigned char * current_;
+    unsigned char * end_;
+    std::uint16_t * code_;
+};
+
+FlateMatcher::Tuning const FlateMatcher::tunings[] = {
+    {4, 4, 16, 16},    {6, 8, 16, 16},       {8, 16, 32, 32},
+    {8, 16, 64, 64},   {8, 16, 128, 128},    {8, 32, 128, 256},
+    {8, 64, 128, 512}, {32, 128, 258, 1024}, {32, 258, 258, 4096},
+};
+
+FlateMatcher::FlateMatcher(unsigned char * window)
+    : window_(window), heads_(new Four[hashSize]()), chains_(new Four[halfWindow]),
+      tuning_(tunings[0]) {}
+
+void FlateMatcher::start(unsigned char level) {
+    tuning_ = tunings[std::clamp<int>(level, 1, 9) - 1];
+    // No entry of the chains is read before the stream has written it.
+    if (!areHeadsClear_)
+        std::fill_n(heads_.get(), hashSize, Four{0});
+    areHeadsClear_ = false;
+    position_ = lookahead_ = 0;
+    match_ = {0, minMatch - 1};
+    literalPending_ = false;
+}
+
+/// Takes back a short stream, which is cheaper than to clear all heads for the next.
+void FlateMatcher::finish() {
+    if (position_ > hashSize / 8)
+        return;
+    for (std::uint32_t position = 0; position < position_; ++position)
+        heads_[hashOfThree(window_ + position)] = 0;
+    areHeadsClear_ = true;
+}
+
+/// The candidates for a match at the position.
+inline FlateMatcher::Four FlateMatcher::insert(std::uint32_t position) {
+    Four & head = heads_[hashOfThree(window_ + position)];
+    Four const before = head;
+    head = before << 16 | position;
+    chains_[position & chainMask] = before;
+    return before;
+}
+
+inline FlateMatcher::Match FlateMatcher::findLongest(std::uint32_t position, Four candidates,
+                                                     Match best) const {
+    unsigned char const * const window = window_;
+    Four const * const chains = chains_.get();
+    unsigned char const * const here = window + position;
+    // All lengths of the search are multiples of four.
+    std::uint32_t rounds = tuning_.maxChain / 4;
+    if (best.length >= tuning_.goodLength)
+        rounds >>= 2;
+    // The first candidate may be just as far away as the others may not be.
+    std::uint32_t limit = position > maxDistance ? position - maxDistance : 0;
+    if (limit != 0 && (candidates & 0xFFFF) == limit)
+        --limit;
+
+    // The last bytes of what would be longer, or the three bytes of a first match.
+    std::uint32_t mask = ~0u;
+    unsigned char const * end = window + best.length - minMatch;
+    if (best.length < minMatch) {
+        mask = threeBytes;
+        end = window;
+    }
+    auto wanted = load<std::uint32_t>(end + position) & mask;
+    for (;;) {
+        auto const first = static_cast<std::uint32_t>(candidates & 0xFFFF);
+        auto const second = static_cast<std::uint32_t>(candidates >> 16 & 0xFFFF);
+        auto const third = static_cast<std::uint32_t>(candidates >> 32 & 0xFFFF);
+        auto const fourth = static_cast<std::uint32_t>(candidates >> 48);
+        auto const isWanted = [&](std::uint32_t at) {
+            return static_cast<unsigned>((load<std::uint32_t>(end + at) & mask) == wanted);
+        };
+        unsigned found =
+            isWanted(first) | isWanted(second) << 1 | isWanted(third) << 2 | isWanted(fourth) << 3;
+        while (found != 0) {
+            int const index = std::countr_zero(found);
+            found &= found - 1;
+            auto const candidate = static_cast<std::uint32_t>(candidates >> 16 * index & 0xFFFF);
+            if (candidate <= limit)
+                return best;
+            std::uint32_t const length = sharedBytes(window + candidate, here);
+            if (length <= best.length)
+                continue;
+            best = {candidate, length};
+            if (length >= tuning_.niceLength)
+                return best;
+            mask = ~0u;
+            end = window + length - minMatch;
+            wanted = load<std::uint32_t>(end + position);
+        }
+        if (fourth <= limit || --rounds == 0)
+            return best;
+        candidates = chains[fourth & chainMask];
+    }
+}
+
+void FlateMatcher::code(long filled, bool nothingFollows, GHuffmanBufferedIO & to) {
+    unsigned char const * const window = window_;
+    std::uint32_t const maxLazy = tuning_.maxLazy;
+    std::uint32_t const wantedAhead = nothingFollows ? 1 : minLookahead;
+    std::uint32_t position = position_;
+    std::uint32_t lookahead = static_cast<std::uint32_t>(filled) - position;
+    Match match = match_;
+    bool literalPending = literalPending_;
+
+    Items items(to);
+    while (lookahead >= wantedAhead) {
+        Four const candidates = insert(position);
+        Match const before = match;
+        match.length = minMatch - 1;
+        if (before.length < maxLazy) {
+            match = findLongest(position, candidates, before);
+            match.length = std::min(match.length, lookahead);
+            if (match.length == minMatch && position - match.start > tooFar)
+                match.length = minMatch - 1;
+        }
+        if (before.length < minMatch || match.length > before.length) {
+            if (literalPending)
+                items.literal(window[position - 1]);
+            literalPending = true;
+            ++position;
+            --lookahead;
+        } else {
+            items.match(before.length, position - 1 - before.start);
+            lookahead -= before.length - 1;
+            std::uint32_t const end = position + before.length - 1;
+            while (++position != end)
+                insert(position);
+            literalPending = false;
+            match.length = minMatch - 1;
+        }
+    }
+    if (nothingFollows && literalPending) {
+        items.literal(window[position - 1]);
+        literalPending = false;
+    }
+
+    position_ = position;
+    lookahead_ = lookahead;
+    match_ = match;
+    literalPending_ = literalPending;
+    if (nothingFollows)
+        finish();
+}
+
+void FlateMatcher::slide() {
+    std::memcpy(window_, window_ + halfWindow, halfWindow);
+    position_ -= halfWindow;
+    match_.start -= halfWindow;
+    slidePositions(heads_.get(), hashSize);
+    slidePositions(chains_.get(), halfWindow);
+}
+
+long FlateMatcher::makeRoom() {
+    if (position_ >= windowSize - minLookahead)
+        slide();
+    return static_cast<long>(position_ + lookahead_);
+}
