@@ -28,7 +28,7 @@ int compareNames(void const * a, void const * b) {
 template <class T>
 T * readOwned(ipstream & in) {
     T * const object = in.readPointer<T>();
-    if (in.lastPointerMarker() != 1)
+    if (in.lastPointerMarker() != ipstream::KnownObject)
         return object;
     in.setstate(pstream::ReadFailedBit);
     return nullptr;
