@@ -1,0 +1,70 @@
+#include "disk_support.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+long g_room = -1, g_failing = -1, g_killing = -1, g_calls = 0, g_bytes = 0;
+int g_half = 0;
+
+} // namespace
+
+void disk::fillAfter(long bytes) {
+    g_room = bytes;
+}
+
+void disk::failOnce(long call, int half) {
+    heal();
+    g_failing = call;
+    g_half = half;
+}
+
+void disk::killAt(long call, int half) {
+    heal();
+    g_killing = call;
+    g_half = half;
+}
+
+void disk::heal() {
+    g_room = g_failing = g_killing = -1;
+    g_calls = g_bytes = 0;
+}
+
+long disk::calls() {
+    return g_calls;
+}
+
+long disk::bytes() {
+    return g_bytes;
+}
+
+extern "C" ssize_t write(int file, void const * data, size_t count) {
+    if (file <= 2)
+        return ::syscall(SYS_write, file, data, count);
+    long const call = g_calls++;
+    bool const hit = call == g_failing || call == g_killing;
+    if (hit)
+        count = g_half ? count / 2 : 0;
+    if (g_room >= 0)
+        count = std::min(count, static_cast<size_t>(g_room));
+    ssize_t const done = count > 0 ? ::syscall(SYS_write, file, data, count) : 0;
+    if (done > 0) {
+        g_bytes += done;
+        g_room = g_room >= 0 ? g_room - done : g_room;
+    }
+    if (call == g_killing)
+        ::raise(SIGKILL);
+    if (hit && g_half) {
+        g_failing = g_calls; // the rest, which the library tries at once
+        g_half = 0;
+    }
+    if (count == 0 && done == 0) {
+        errno = ENOSPC;
+        return -1;
+    }
+    return done;
+}
