@@ -20,6 +20,7 @@ namespace {
 
 class ResourceFileCrash : public ResourceTest {
   protected:
+    void SetUp() override { disk::heal(); }
     void TearDown() override {
         disk::heal();
         ResourceTest::TearDown();
