@@ -59,12 +59,19 @@ inline std::uint32_t sharedBytes(unsigned char const * a, unsigned char const * 
     return length;
 }
 
+/// Starts to bring near what is wanted soon.
+inline void prefetch([[maybe_unused]] void const * at) {
+#if defined(__GNUC__)
+    __builtin_prefetch(at);
+#endif
+}
+
 /// Positions after a slide; what fell out of the window becomes none.
 void slidePositions(std::uint64_t * fours, std::uint32_t count) {
     for (std::uint32_t i = 0; i < count; ++i) {
         // In each of the four the highest bit tells what stays, and is what is taken off.
         std::uint64_t const staying = fours[i] >> 15 & 0x0001000100010001;
-        fours[i] &= staying * 0x7FFF;
+        fours[i] &= (staying << 15) - staying;
     }
 }
 
@@ -204,6 +211,8 @@ inline FlateMatcher::Match FlateMatcher::findLongest(std::uint32_t position, Fou
             mask = ~0u;
             end = window + length - minMatch;
             wanted = load<std::uint32_t>(end + position);
+            found &= isWanted(first) | isWanted(second) << 1 | isWanted(third) << 2 |
+                     isWanted(fourth) << 3;
         }
         if (fourth <= limit || --rounds == 0)
             return best;
@@ -223,6 +232,7 @@ void FlateMatcher::code(long filled, bool nothingFollows, GHuffmanBufferedIO & t
     Items items(to);
     while (lookahead >= wantedAhead) {
         Four const candidates = insert(position);
+        prefetch(&heads_[hashOfThree(window + position + 1)]);
         Match const before = match;
         match.length = minMatch - 1;
         if (before.length < maxLazy) {
