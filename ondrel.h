@@ -75,6 +75,7 @@
 #include "tavlinbase/INamedObject.h"
 #include "tavlinbase/IObjectContainer.h"
 #include "tavlinbase/InterfaceIterator.h"
+#include "tavlinbase/LibraryCatalogue.h"
 #include "tavlinbase/NameLink.h"
 #include "tavlinbase/Notifyer.h"
 #include "tavlinbase/ObjectIterator.h"

@@ -3,6 +3,7 @@
 
 #include "diagnostics/TavlinError.h"
 #include "persistence/pstream.h"
+#include "tavlinbase/LibraryCatalogue.h"
 #include "tavlinbase/TavlinObject.h"
 
 namespace Tavlin {
@@ -15,7 +16,11 @@ constinit BookMarkRedirection * BookMark::g_pRedirect = nullptr;
 
 namespace {
 
-constinit BookMark::Retriever g_retriever = nullptr;
+TRef<Object> fromCatalogue(GFile const & file, NameLinkID name) {
+    return LibraryCatalogue::Get(file)->get(name);
+}
+
+constinit BookMark::Retriever g_retriever = &fromCatalogue;
 
 } // namespace
 
@@ -38,7 +43,7 @@ void BookMarkRedirection::deactivate() {
 }
 
 void BookMark::SetRetriever(Retriever retriever) {
-    g_retriever = retriever;
+    g_retriever = retriever ? retriever : &fromCatalogue;
 }
 
 void BookMark::setPath(GFile const & file, NameLinkID name) {
@@ -47,7 +52,7 @@ void BookMark::setPath(GFile const & file, NameLinkID name) {
 }
 
 TRef<Object> BookMark::retrieveObject() const {
-    return g_retriever ? g_retriever(file_, name_) : TRef<Object>();
+    return g_retriever(file_, name_);
 }
 
 bool BookMark::exist() const {

@@ -41,8 +41,10 @@ class ONDREL_API BookMark : public RefCounter {
     GFile const & getFile() const { return file_; }
     NameLinkID getName() const { return name_; }
 
-    /// The object, or null when no library answers for the file.
+    /// The object out of the library file; null when a null reference is stored there. Throws
+    /// Error when the file does not have it.
     TRef<Object> retrieveObject() const;
+    /// Whether retrieveObject gives one; throws what it throws.
     bool exist() const;
 
     void read(ipstream & in) override;
@@ -50,7 +52,8 @@ class ONDREL_API BookMark : public RefCounter {
 
     /// The active redirection, or null.
     static BookMarkRedirection * g_pRedirect;
-    /// Who fetches objects out of library files; null as long as there is nobody.
+    /// Replaces who fetches objects out of library files, for a host that keeps them elsewhere;
+    /// null restores the LibraryCatalogue.
     using Retriever = TRef<Object> (*)(GFile const & file, NameLinkID name);
     static void SetRetriever(Retriever retriever);
 

@@ -142,9 +142,6 @@ TEST_F(LibraryTest, ObjectThatIsNotThereRaises) {
     }
     Input null(Bytes().byte(1).byte(0).str());
     EXPECT_THROW(LREAD_RESOURCE(null), Error);
-    BookMark::SetRetriever(nullptr);
-    Input again(bookMark("shelf", "missing"));
-    EXPECT_THROW(LREAD_RESOURCE(again), Error);
     EXPECT_FALSE(BookMark(GFile("shelf"), NameLinkID("missing")).exist());
 }
 

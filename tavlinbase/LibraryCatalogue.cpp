@@ -1,0 +1,124 @@
+// Fetching objects out of library files, and putting them there.
+#include "tavlinbase/LibraryCatalogue.h"
+
+#include "diagnostics/TavlinError.h"
+#include "foundation/GModule.h"
+#include "persistence/mpstream.h"
+#include "tavlinbase/TavlinObject.h"
+
+#include <cassert>
+#include <cstring>
+
+namespace Tavlin {
+
+G_DEFINE_CLASS(LibraryShelf, "Tavlin::LibraryShelf", RefCounter)
+
+namespace {
+
+constexpr char source[] = "tavlinbase/TavlinLibrary";
+
+GModuleDtor const g_shutDown([] { LibraryCatalogue::ShutDown(); });
+
+GResourceFullName fullNameOf(NameLinkID name) {
+    GResourceFullName fullName;
+    fullName.parse_readable_form(name.c_str());
+    return fullName;
+}
+
+bool isWritable(ResourceFile const & file) {
+    return (file.io_mode() & GIO::WriteMode) != 0;
+}
+
+struct Depth {
+    explicit Depth(int & depth) : depth_(depth) { ++depth_; }
+    ~Depth() { --depth_; }
+    int & depth_;
+};
+
+} // namespace
+
+// For reading only, so that several processes may share a library, and none is made by a look.
+LibraryShelf::LibraryShelf(GFile const & file)
+    : resourceFile_(new ResourceFile(file.c_str(), GIO::ReadMode)), fileName_(file) {}
+
+LibraryShelf::~LibraryShelf() = default;
+
+TRef<Object> LibraryShelf::get(NameLinkID name) {
+    FinalReleasePause const pause;
+    if (TRef<IBookMark> const mark = loaded_.find(name))
+        return mark->getObject();
+    return load(name);
+}
+
+TRef<Object> LibraryShelf::load(NameLinkID name) {
+    Depth const depth(busy_);
+    mpstream bytes;
+    if (!resourceFile_->extract_to(bytes, fullNameOf(name), true))
+        throw Error(source, __LINE__, "Could not retrieve '%s' object from '%s'! ", name.c_str(),
+                    fileName_.c_str());
+    bytes.seekg(0);
+    auto * const streamed = bytes.readPointer<GStreamable>();
+    ObjectCreator creator(streamed);
+    TRef<Object> const object(static_cast<Object *>(creator));
+    if (!object) {
+        GStreamable::Destroy(streamed);
+        return object;
+    }
+    TRef<IBookMark> const mark = object->queryInterface<IBookMark>();
+    if (mark && (mark->getFlags() & IBookMark::Shared) != 0)
+        loaded_.insert(mark);
+    return object;
+}
+
+void LibraryShelf::put(TRef<Object> const & object, NameLinkID name, unsigned long flags) {
+    assert(object);
+    TRef<AUnknown> const safe = object->querySafeInterface(&IBookMark::metaclass_);
+    TRef<IBookMark> const mark(gcast<IBookMark>(safe.pointer()));
+    mark->setPath(fileName_, name);
+    long index;
+    if (loaded_.search(mark, index))
+        loaded_.at_put(index, mark);
+    else
+        loaded_.at_insert(index, mark);
+    mark->setFlags(flags);
+    if (!isWritable(*resourceFile_)) {
+        resourceFile_->close();
+        resourceFile_->open(fileName_.c_str(), GIO::ReadWriteMode);
+    }
+    bool const stored = isWritable(*resourceFile_) &&
+                        resourceFile_->put(object.pointer(), fullNameOf(name), false) &&
+                        resourceFile_->flush();
+    if (!stored)
+        throw Error(source, __LINE__, "Could not store '%s' object in '%s'! ", name.c_str(),
+                    fileName_.c_str());
+    resourceFile_->pack();
+}
+
+LibraryCatalogue & LibraryCatalogue::g_lcLibrary() {
+    static LibraryCatalogue catalogue;
+    return catalogue;
+}
+
+TRef<LibraryShelf> LibraryCatalogue::Get(GFile const & file) {
+    TRefVector<LibraryShelf> & shelves = g_lcLibrary().shelves_;
+    for (long i = shelves.getCount() - 1; i >= 0; --i)
+        if (std::strcmp(shelves.at(i)->getFileName().c_str(), file.c_str()) == 0)
+            return shelves.at(i);
+    TRef<LibraryShelf> const shelf(new LibraryShelf(file));
+    shelves.insert(shelf);
+    return shelf;
+}
+
+int LibraryCatalogue::GetLoadedCount() {
+    return static_cast<int>(g_lcLibrary().shelves_.getCount());
+}
+
+GFile const & LibraryCatalogue::GetLoadedName(int index) {
+    return g_lcLibrary().shelves_.at(index)->getFileName();
+}
+
+void LibraryCatalogue::ShutDown() {
+    g_lcLibrary().shelves_.empty();
+}
+
+} // namespace Tavlin

@@ -1,0 +1,135 @@
+// Objects in library files: shared ones and copies, what lies in the file, and what is told when it
+// does not.
+#include "tavlinbase/LibraryCatalogue.h"
+
+#include "ObjectKernel_support.h"
+#include "diagnostics/TavlinError.h"
+#include "platform/FileSystem.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+using namespace kernel_test;
+
+class Catalogue : public testing::Test {
+  protected:
+    Catalogue() {
+        LibraryCatalogue::ShutDown();
+        name_ = platform::createTemporaryFile(platform::temporaryDirectory().c_str(), "lib");
+        platform::removeFile(name_.c_str());
+    }
+    ~Catalogue() override {
+        LibraryCatalogue::ShutDown();
+        platform::removeFile(name_.c_str());
+    }
+    GFile file() const { return GFile(name_.c_str()); }
+    TRef<LibraryShelf> shelf() const { return LibraryCatalogue::Get(file()); }
+    /// Stores a Datum and closes the file, so that what comes next is read from it.
+    void store(char const * name, int value, unsigned long flags) const {
+        shelf()->put(TRef<Object>(new Datum(value)), name, flags);
+        LibraryCatalogue::ShutDown();
+    }
+    static int valueOf(TRef<Object> const & object) {
+        auto const * const datum = gcast<Datum>(object.pointer());
+        return datum ? datum->value : -1;
+    }
+    static std::string messageOf(TRef<LibraryShelf> const & shelf, char const * name) {
+        try {
+            shelf->get(name);
+            return "";
+        } catch (Error const & error) {
+            return error.getMessage().c_str();
+        }
+    }
+
+    std::string name_;
+};
+
+TEST_F(Catalogue, SharedObjectsHaveOneInstanceAndOthersAreCopied) {
+    store("houses\\inn,House", 1, IBookMark::Shared);
+    store("houses\\barn,House", 2, 0);
+    TRef<Object> const inn = shelf()->get("houses\\inn,House");
+    EXPECT_EQ(valueOf(inn), 1);
+    EXPECT_EQ(shelf()->get("houses\\inn,House").pointer(), inn.pointer());
+
+    // Copies of one value would be merged as they are registered; these differ meanwhile.
+    TRef<Object> const barn = shelf()->get("houses\\barn,House");
+    gcast<Datum>(barn.pointer())->value = 3;
+    TRef<Object> const other = shelf()->get("houses\\barn,House");
+    EXPECT_EQ(valueOf(other), 2);
+    EXPECT_NE(other.pointer(), barn.pointer());
+    EXPECT_EQ(shelf()->getBusy(), 0);
+    EXPECT_EQ(LibraryCatalogue::GetLoadedCount(), 1);
+    EXPECT_EQ(LibraryCatalogue::GetLoadedName(0), file());
+}
+
+TEST_F(Catalogue, WhatIsPutIsSharedFromThenOn) {
+    TRef<Object> const first(new Datum(1)), second(new Datum(2));
+    shelf()->put(first, "a,T", IBookMark::Shared);
+    EXPECT_EQ(shelf()->get("a,T").pointer(), first.pointer());
+    shelf()->put(second, "a,T", IBookMark::Shared);
+    EXPECT_EQ(shelf()->get("a,T").pointer(), second.pointer());
+    TRef<IBookMark> const mark = second->queryInterface<IBookMark>();
+    EXPECT_EQ(mark->getMark()->getFile(), file());
+    EXPECT_EQ(mark->getMark()->getName(), NameLinkID("a,T"));
+    EXPECT_EQ(mark->getMark()->retrieveObject().pointer(), second.pointer());
+    LibraryCatalogue::ShutDown();
+    EXPECT_EQ(valueOf(second), 2) << "what others hold outlives the shelf";
+    EXPECT_EQ(valueOf(shelf()->get("a,T")), 2);
+}
+
+TEST_F(Catalogue, StreamHoldsTheBookmarkOnly) {
+    store("a,T", 77, IBookMark::Shared);
+    ompstream out;
+    LWRITE_RESOURCE(out, shelf()->get("a,T"), true);
+    std::string bytes(static_cast<char const *>(out.data()), static_cast<std::size_t>(out.size()));
+    EXPECT_EQ(bytes.find("Datum"), std::string::npos);
+    for (int round = 0; round < 2; ++round) {
+        impstream in(bytes.data(), static_cast<long>(bytes.size()), GIO::ReadMode);
+        TRef<Object> const read = LREAD_RESOURCE(in);
+        EXPECT_EQ(valueOf(read), 77);
+        EXPECT_EQ(read.pointer(), shelf()->get("a,T").pointer());
+        LibraryCatalogue::ShutDown(); // in the second round it comes from the file
+    }
+}
+
+TEST_F(Catalogue, TellsWhatIsMissing) {
+    EXPECT_EQ(messageOf(shelf(), "a,T"), "Could not retrieve 'a,T' object from '" + name_ + "'! ");
+    EXPECT_FALSE(file().exists()) << "a look makes no file";
+    store("a,T", 1, 0);
+    EXPECT_EQ(messageOf(shelf(), "b,T"), "Could not retrieve 'b,T' object from '" + name_ + "'! ");
+    EXPECT_EQ(messageOf(shelf(), ""), "Could not retrieve '' object from '" + name_ + "'! ");
+    EXPECT_EQ(valueOf(shelf()->get("a,T")), 1);
+    EXPECT_EQ(shelf()->getBusy(), 0);
+
+    TRef<LibraryShelf> const nowhere =
+        LibraryCatalogue::Get(GFile((name_ + ".missing\\file").c_str()));
+    EXPECT_THROW(nowhere->put(TRef<Object>(new Datum(1)), "a,T", 0), Error);
+}
+
+TEST_F(Catalogue, StoredThingsThatAreNoObjectsGiveNull) {
+    {
+        ResourceFile direct(name_.c_str(), GIO::ReadWriteMode);
+        GResourceFullName fullName;
+        fullName.parse_readable_form("null,T");
+        direct.put(nullptr, fullName, false);
+        BookMark mark;
+        fullName.parse_readable_form("mark,T");
+        direct.put(&mark, fullName, false);
+    }
+    EXPECT_EQ(shelf()->get("null,T").pointer(), nullptr);
+    EXPECT_EQ(shelf()->get("mark,T").pointer(), nullptr);
+}
+
+TEST_F(Catalogue, SpellingsAreShelvesOfTheirOwn) {
+    TRef<LibraryShelf> const lower = LibraryCatalogue::Get(GFile("some.lib"));
+    TRef<LibraryShelf> const upper = LibraryCatalogue::Get(GFile("SOME.LIB"));
+    EXPECT_NE(lower.pointer(), upper.pointer());
+    EXPECT_EQ(LibraryCatalogue::Get(GFile("some.lib")).pointer(), lower.pointer());
+    EXPECT_EQ(LibraryCatalogue::GetLoadedCount(), 2);
+}
+
+} // namespace
