@@ -126,7 +126,7 @@ bool ResourceFileServer::find_root_directory_position(long & root, long & end) {
 /// directory is broken, older ones are not taken in its place: the file is damaged.
 void ResourceFileServer::open_new_format_file() {
     std::unique_ptr<GResourceDirectory> loose;
-    long looseEnd = -1, root = -1, end = -1;
+    long looseEnd = -1, root = -1, end = -1, passedOver = -1;
     for (int tries = 0; tries < greatestTries; ++tries, --end) {
         if (!find_root_directory_position(root, end))
             break;
@@ -135,8 +135,7 @@ void ResourceFileServer::open_new_format_file() {
         long const between = end - directoryEnd;
         if (directory && directoryEnd >= 0 &&
             (between == trailerSize || between == 2 * trailerSize)) {
-            root_ = std::move(directory);
-            endPosition_ = end;
+            take_directory(std::move(directory), end, passedOver);
             return;
         }
         if (!directory && directory_begins_at(root))
@@ -145,11 +144,23 @@ void ResourceFileServer::open_new_format_file() {
             loose = std::move(directory);
             looseEnd = end;
         }
+        passedOver = std::max(passedOver, root);
     }
-    if (!loose)
-        return;
-    root_ = std::move(loose);
-    endPosition_ = looseEnd;
+    if (loose)
+        take_directory(std::move(loose), looseEnd, -1);
+}
+
+/// A trailer further behind that leads to a place behind this directory may have been a generation
+/// of this file, unrecognisable now. What it held is kept beside before it is written over.
+void ResourceFileServer::take_directory(std::unique_ptr<GResourceDirectory> directory, long end,
+                                        long passedOver) {
+    if (writable() && passedOver >= end) {
+        if (!keep_damaged_file())
+            return;
+        stream_->change_size(basePosition_ + end);
+    }
+    root_ = std::move(directory);
+    endPosition_ = end;
 }
 
 void ResourceFileServer::open_old_format_file(std::uint32_t directory) {

@@ -91,6 +91,7 @@ class ONDREL_API ResourceFileServer {
     // Opening (ResourceFileOpening.cpp).
     static bool FindBasePosAndMagic(ipstream & in, long & base);
     void open_new_format_file();
+    void take_directory(std::unique_ptr<GResourceDirectory> directory, long end, long passedOver);
     void open_old_format_file(std::uint32_t directory);
     void make_new_section();
     bool keep_damaged_file();

@@ -164,7 +164,6 @@ TEST_F(ResourceFileOpening, AStoredResourceFileIsNotTakenForTheFileItself) {
         place(broken); // never flushed
     }
     EXPECT_EQ(opened(), (Content{{"a,T", "A"}}));
-    EXPECT_FALSE(directory_.has("file.res.damaged"));
     // Also when the stored file is a copy of this one, whose positions fit.
     std::string const own = made({{"a,T", "A"}});
     place(own + own);
@@ -227,6 +226,22 @@ TEST_F(ResourceFileOpening, OthersWhoHoldTheFileDecideHowItIsOpened) {
     EXPECT_EQ(bytes(), before);
     EXPECT_FALSE(ResourceFile(directory_.name("none").c_str(), GIO::ReadMode).is_open());
     EXPECT_FALSE(ResourceFile(directory_.name("no/such").c_str(), GIO::WriteMode).is_open());
+}
+
+TEST_F(ResourceFileOpening, ADirectoryDamagedBeyondRecognitionIsPutAsideToo) {
+    std::string damaged = made({{"a,T", "A"}, {"b,T", "B"}});
+    std::size_t const at = damaged.size() - 20; // the position in the last trailer
+    std::size_t const directory = static_cast<unsigned char>(damaged[at]) +
+                                  256u * static_cast<unsigned char>(damaged[at + 1]);
+    damaged.replace(directory, 6, "xxxxxx");
+    place(damaged);
+    EXPECT_EQ(opened(GIO::ReadMode), (Content{{"a,T", "A"}}));
+    EXPECT_FALSE(directory_.has("file.res.damaged"));
+    EXPECT_EQ(opened(), (Content{{"a,T", "A"}}));
+    EXPECT_EQ(directory_.content("file.res.damaged"), damaged);
+    EXPECT_EQ(bytes(), made({{"a,T", "A"}}));
+    EXPECT_EQ(opened(), (Content{{"a,T", "A"}}));
+    EXPECT_FALSE(directory_.has("file.res.damaged.1")) << "once";
 }
 
 // The old format.
