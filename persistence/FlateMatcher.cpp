@@ -186,35 +186,25 @@ inline FlateMatcher::Match FlateMatcher::findLongest(std::uint32_t position, Fou
         end = window;
     }
     auto wanted = load<std::uint32_t>(end + position) & mask;
+    // Whether the search ends here.
+    auto const endsAt = [&](std::uint32_t candidate) {
+        if ((load<std::uint32_t>(end + candidate) & mask) != wanted) [[likely]]
+            return false;
+        if (candidate <= limit)
+            return true;
+        std::uint32_t const length = sharedBytes(window + candidate, here);
+        if (length <= best.length)
+            return false;
+        best = {candidate, length};
+        mask = ~0u;
+        end = window + length - minMatch;
+        wanted = load<std::uint32_t>(end + position);
+        return length >= tuning_.niceLength;
+    };
     for (;;) {
-        auto const first = static_cast<std::uint32_t>(candidates & 0xFFFF);
-        auto const second = static_cast<std::uint32_t>(candidates >> 16 & 0xFFFF);
-        auto const third = static_cast<std::uint32_t>(candidates >> 32 & 0xFFFF);
         auto const fourth = static_cast<std::uint32_t>(candidates >> 48);
-        auto const isWanted = [&](std::uint32_t at) {
-            return static_cast<unsigned>((load<std::uint32_t>(end + at) & mask) == wanted);
-        };
-        unsigned found =
-            isWanted(first) | isWanted(second) << 1 | isWanted(third) << 2 | isWanted(fourth) << 3;
-        while (found != 0) {
-            int const index = std::countr_zero(found);
-            found &= found - 1;
-            auto const candidate = static_cast<std::uint32_t>(candidates >> 16 * index & 0xFFFF);
-            if (candidate <= limit)
-                return best;
-            std::uint32_t const length = sharedBytes(window + candidate, here);
-            if (length <= best.length)
-                continue;
-            best = {candidate, length};
-            if (length >= tuning_.niceLength)
-                return best;
-            mask = ~0u;
-            end = window + length - minMatch;
-            wanted = load<std::uint32_t>(end + position);
-            found &= isWanted(first) | isWanted(second) << 1 | isWanted(third) << 2 |
-                     isWanted(fourth) << 3;
-        }
-        if (fourth <= limit || --rounds == 0)
+        if (endsAt(candidates & 0xFFFF) || endsAt(candidates >> 16 & 0xFFFF) ||
+            endsAt(candidates >> 32 & 0xFFFF) || endsAt(fourth) || fourth <= limit || --rounds == 0)
             return best;
         candidates = chains[fourth & chainMask];
     }
