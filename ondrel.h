@@ -23,6 +23,7 @@
 #include "foundation/GExternalClass.h"
 #include "foundation/GFile.h"
 #include "foundation/GMemory.h"
+#include "foundation/GMemoryPool.h"
 #include "foundation/GMetaClass.h"
 #include "foundation/GModule.h"
 #include "foundation/GObject.h"

@@ -3,5 +3,6 @@
 namespace platform {
 
 constinit thread_local void * g_contextSlot = nullptr;
+constinit thread_local void * g_poolSlot = nullptr;
 
 } // namespace platform
