@@ -101,6 +101,7 @@
 #include "tavlinmid/D_Expression2.h"
 #include "tavlinmid/D_Expressions.h"
 #include "tavlinmid/D_Statements.h"
+#include "tavlinmid/PlayerDB.h"
 #include "tavlinmid/TavlinAgentManager.h"
 #include "tavlinmid/TavlinDOperator.h"
 #include "tavlinmid/TextDictionary.h"

@@ -3,6 +3,7 @@
 
 #include "persistence/PStreamExceptions.h"
 #include "persistence/mpstream.h"
+#include "tavlinbase/AUnknown.h"
 #include "tavlinbase/RefCounter.h"
 
 #include <cstdint>
