@@ -105,3 +105,5 @@
 #include "tavlinmid/TavlinAgentManager.h"
 #include "tavlinmid/TavlinDOperator.h"
 #include "tavlinmid/TextDictionary.h"
+
+#include "kvt_grph/GRegion.h"
