@@ -39,6 +39,12 @@ struct Bits {
         while (width-- > 0)
             field(value >> width & 1, 1);
     }
+    /// A word, or several, as they are written on paper.
+    void words(char const * digits) {
+        for (; *digits; ++digits)
+            if (*digits != ' ')
+                field(*digits == '1', 1);
+    }
     void align() { used = 8; }
 };
 
@@ -409,6 +415,78 @@ TEST(GHuffmanBufferedIO, CutsTreesThatAreTooDeep) {
     EXPECT_EQ(readItems(stream).first, items);
 }
 
+// Streams worked out by hand.
+
+/// The head of a block in codes: the lengths of the run code by symbol, `entries` of them sent.
+Bits codedHead(std::vector<std::pair<unsigned, unsigned>> const & runLengths,
+               unsigned entries = 18) {
+    std::vector<unsigned> lengths(19, 0);
+    for (auto const & [symbol, length] : runLengths)
+        lengths[symbol] = length;
+    Bits bits;
+    bits.field(3, 3);
+    bits.field(entries - 5, 4);
+    for (unsigned i = 0; i < entries; ++i)
+        bits.field(lengths[order[i]], 3);
+    return bits;
+}
+
+std::string ended(Bits bits) {
+    bits.align();
+    bits.field(1, 3);
+    return bits.bytes;
+}
+
+TEST(GHuffmanBufferedIO, FewItemsHaveFieldsOfFixedWidth) {
+    EXPECT_EQ(written({{0, 'a'}}), std::string("\x0A\x00\x84\x01\x01", 5));
+    // All bits of the longest match from farthest away are set.
+    EXPECT_EQ(written({{32768, 255}}), std::string("\x0A\x00\xFC\xFF\xFF\x03\x01", 7));
+}
+
+TEST(GHuffmanBufferedIO, EqualNodesDecideTheCodes) {
+    // Frequencies 20 five times, and 1: the lengths are 2 3 3 3 2 and 3.
+    Items items;
+    for (unsigned i = 0; i < 100; ++i)
+        items.push_back({0, i % 5});
+    Bits bits = codedHead({{1, 2}, {2, 2}, {3, 2}, {18, 2}});
+    bits.words("00000"); // symbols to 256
+    bits.words("01 10 10 10 01 11 1111111 11 0110011 10");
+    bits.words("00000 00 00"); // two distances of one bit
+    for (int i = 0; i < 20; ++i)
+        bits.words("00 100 101 110 01");
+    bits.words("111");
+    EXPECT_EQ(written(items), ended(bits));
+}
+
+TEST(GHuffmanBufferedIO, TheEndOfTheBlockTakesTheLongestCode) {
+    // The match would have the longer code, and gives it up.
+    Items items(100, {0, 9});
+    items.insert(items.end(), {{0, 0}, {0, 1}, {0, 2}, {1, 0}});
+    Bits bits = codedHead({{1, 2}, {3, 2}, {4, 3}, {17, 3}, {18, 2}});
+    bits.words("10000"); // symbols to 257
+    bits.words("110 01 01 111 110 00 10 1111111 10 1000011 110 01");
+    bits.words("00000 00 00");
+    for (int i = 0; i < 100; ++i)
+        bits.words("0");
+    bits.words("1110 100 101 110 0 1111");
+    EXPECT_EQ(written(items), ended(bits));
+}
+
+TEST(GHuffmanBufferedIO, CodesMustPromiseToBeShorter) {
+    // Ten of a kind are expected to take 88 bits, of 90; nine 87, of 81. With two kinds, 11 items
+    // are expected to take just their 99 bits, and 12 take 100 of 108.
+    auto const typeOf = [](unsigned zeros, unsigned ones) {
+        Items items(zeros, {0, 0});
+        items.insert(items.end(), ones, {0, 1});
+        return written(items)[0] & 7;
+    };
+    auto const typeOfKind = [](unsigned count) { return written(Items(count, {0, 'a'}))[0] & 7; };
+    EXPECT_EQ(typeOfKind(9), 2);
+    EXPECT_EQ(typeOfKind(10), 3);
+    EXPECT_EQ(typeOf(6, 5), 2);
+    EXPECT_EQ(typeOf(7, 5), 3);
+}
+
 TEST(GHuffmanBufferedIO, EmptyStreamIsFourBytes) {
     std::string const empty("\x02\x00\x00\x01", 4);
     EXPECT_EQ(written({}), empty);
@@ -419,32 +497,41 @@ TEST(GHuffmanBufferedIO, EmptyStreamIsFourBytes) {
 /// with one thing changed at a time.
 struct Header {
     unsigned type = 3, extraRun = 0, matchLength = 2, secondDistance = 1;
+    /// Lengths of 0 behind those that are needed.
+    unsigned moreLengths = 0, moreDistances = 0;
     bool end = true, repeatFirst = false;
     int items = 2;
     std::string stream() const {
         Bits bits;
         bits.field(type, 3);
-        // Lengths 0, 1 and 2 have two bits each, and so has the run of zeros.
-        unsigned const entries = 18;
-        bits.field(entries - 5, 4);
-        for (unsigned i = 0; i < entries; ++i)
-            bits.field(order[i] == 18 || order[i] <= 2 ? 2 : 0, 3);
+        // Lengths 0, 1 and 2 have two bits each, the repetition and the run of zeros three.
+        bits.field(18 - 5, 4);
+        for (unsigned i = 0; i < 18; ++i)
+            bits.field(order[i] <= 2 ? 2 : order[i] == 16 || order[i] == 18 ? 3 : 0, 3);
         auto const zero = [&] { bits.code(0, 2); };
         auto const one = [&] { bits.code(1, 2); };
         auto const two = [&] { bits.code(2, 2); };
         auto const zeros = [&](unsigned n) {
-            bits.code(3, 2);
+            bits.code(7, 3);
             bits.field(n - 11, 7);
         };
-        bits.field(1, 5); // symbols to 257
-        zeros(97);
+        bits.field(1 + moreLengths, 5); // symbols to 257
+        if (repeatFirst) {
+            bits.code(6, 3);
+            bits.field(0, 2);
+        }
+        zeros(repeatFirst ? 94 : 97);
         two(), two();
         zeros(138);
         zeros(19 + extraRun);
         if (extraRun == 0)
             two(), matchLength == 2 ? two() : one();
-        bits.field(0, 5); // two distances
+        if (moreLengths > 0)
+            zeros(moreLengths);
+        bits.field(moreDistances, 5); // behind the two
         one(), secondDistance == 1 ? one() : zero();
+        if (moreDistances > 0)
+            zeros(moreDistances);
         for (int i = 0; i < items; ++i)
             bits.code(static_cast<unsigned>(i & 1), 2); // a, b
         if (end)
@@ -465,6 +552,11 @@ TEST(GHuffmanBufferedIO, RefusesBlocksThatNoWriterMakes) {
     EXPECT_EQ(errorOf({.matchLength = 1}), GIO::BadData) << "more words than there are";
     EXPECT_EQ(errorOf({.secondDistance = 0}), GIO::BadData) << "a word that means nothing";
     EXPECT_EQ(errorOf({.end = false}), GIO::BadData) << "no end of block";
+    EXPECT_EQ(errorOf({.repeatFirst = true}), GIO::BadData) << "a repetition of nothing";
+    EXPECT_EQ(errorOf({.moreLengths = 28}), GIO::EndOfFile) << "lengths for all symbols";
+    EXPECT_EQ(errorOf({.moreLengths = 29}), GIO::BadData) << "a length for symbol 286";
+    EXPECT_EQ(errorOf({.moreDistances = 28}), GIO::EndOfFile);
+    EXPECT_EQ(errorOf({.moreDistances = 29}), GIO::BadData) << "a length for distance symbol 30";
 
     EXPECT_EQ(readItems(Header{.items = 32001}.stream()).first.size(), 32001u)
         << "one more than writers make";
@@ -502,6 +594,136 @@ TEST(GHuffmanBufferedIO, WithoutADeviceNothingIsDone) {
     unsigned char value;
     EXPECT_NE(huffman.readCode(distance, value), GIO::NoError);
     EXPECT_FALSE(huffman.writeCode(0, 'a') && huffman.writeBuffer());
+}
+
+TEST(GHuffmanBufferedIO, NeitherCutsNorWindowsNorFormerStreamsShow) {
+    std::mt19937 random(23);
+    std::string data;
+    for (int i = 0; i < 70000; ++i)
+        data += static_cast<char>(random() % (i < 40000 ? 256 : 5));
+    Medium plain;
+    EXPECT_EQ(plain.huffman.gwrite(data.data(), 70000), 70000);
+    plain.huffman.flush();
+    std::string const stream = plain.bytes();
+
+    GHuffmanBufferedIO huffman;
+    for (long const window : {4, 5, 8, 9, 15, 16, 17, 1000}) {
+        huffman.setBufferedIO(new GBufferedIO(new GMemoryIO(0), window));
+        // Words that the next stream must not see, left by a writer and by a reader.
+        for (int i = 0; i < 9; ++i)
+            huffman.writeCode(7, 7);
+        huffman.gseek(0, GIO::FromStart);
+        std::string back(data.size(), ' ');
+        EXPECT_EQ(huffman.gread(back.data(), 70000), 9);
+        huffman.gseek(0, GIO::FromStart);
+        for (long at = 0, size; at < 70000; at += size) {
+            size = std::min(70000 - at, 1 + static_cast<long>(random() % 700));
+            EXPECT_EQ(huffman.gwrite(data.data() + at, size), size);
+        }
+        huffman.gseek(0, GIO::FromStart);
+        auto * const inner = static_cast<GMemoryIO *>(huffman.getBufferedIO()->getIO());
+        EXPECT_TRUE(std::string(static_cast<char *>(inner->buffer()),
+                                static_cast<std::size_t>(inner->size())) == stream)
+            << window;
+        for (long at = 0, got; (got = huffman.gread(back.data() + at, 701)) > 0;)
+            at += got;
+        EXPECT_TRUE(back == data) << window;
+        EXPECT_EQ(huffman.getError(), GIO::EndOfFile);
+    }
+}
+
+TEST(GHuffmanBufferedIO, AFullBlockWaitsForTheNextItem) {
+    Medium medium;
+    std::string const data(32001, 'x');
+    medium.huffman.gwrite(data.data(), 32000);
+    EXPECT_EQ(medium.huffman.getBufferedIO()->getState(), GAbstractBufferedIO::Idle);
+    medium.huffman.writeByte('x');
+    EXPECT_EQ(medium.huffman.getBufferedIO()->getState(), GAbstractBufferedIO::Writing);
+}
+
+TEST(GHuffmanBufferedIO, TakesNoByteThatABlockDoesNotNeed) {
+    // Codes of 1, 2, ... 15 and 15 bits, the end has the shortest, and no byte follows the block.
+    for (int before = 0; before < 8; ++before) {
+        std::vector<std::pair<unsigned, unsigned>> runLengths = {{18, 4}};
+        for (unsigned length = 1; length <= 15; ++length)
+            runLengths.emplace_back(length, 4); // and the words 0 to 14
+        Bits bits = codedHead(runLengths, 19);
+        bits.field(1, 5);
+        for (unsigned length = 2; length <= 15; ++length)
+            bits.code(length - 1, 4); // literals 0 to 13
+        bits.words("1111 1111111 1111 1011101 0000 1110");
+        bits.field(14, 5);
+        for (unsigned length = 1; length <= 16; ++length)
+            bits.code(std::min(length, 15u) - 1, 4);
+        for (int i = 0; i < before; ++i)
+            bits.words("10");
+        bits.words("111111111111111 0 0");
+
+        Medium medium(bits.bytes);
+        ASSERT_TRUE(medium.huffman.startRead());
+        Items expectedItems(static_cast<std::size_t>(before), {0, 0});
+        expectedItems.push_back({1, 0});
+        for (Item const & item : expectedItems) {
+            unsigned short distance;
+            unsigned char value;
+            EXPECT_EQ(medium.huffman.readCode(distance, value), GIO::NoError);
+            EXPECT_EQ((Item{distance, value}), item);
+        }
+        EXPECT_EQ(medium.huffman.getRCurrent(), medium.huffman.getREnd());
+        medium.huffman.flush();
+        EXPECT_EQ(medium.memory->gtell(), static_cast<long>(bits.bytes.size()));
+    }
+}
+
+TEST(GHuffmanBufferedIO, BlocksBeforeABadOneCount) {
+    std::string const first = written(literals("good"));
+    for (char const * bad : {"\x05", "\x04", ""}) {
+        auto const [items, error] = readItems(first.substr(0, first.size() - 1) + bad);
+        EXPECT_EQ(items, literals("good"));
+        EXPECT_EQ(error, GIO::BadData);
+    }
+    // A block without items is not the end.
+    EXPECT_EQ(readItems(std::string("\x02\0\0\x02\0\0", 6) + first).first, literals("good"));
+    // A block of fixed fields holds as many items as one in codes.
+    for (unsigned const count : {32001u, 32002u}) {
+        Bits bits;
+        plainBlock(bits, Items(count, {0, 0}));
+        EXPECT_EQ(readItems(ended(bits)).second, count == 32001 ? GIO::EndOfFile : GIO::BadData);
+    }
+}
+
+TEST(GHuffmanBufferedIO, ADeviceThatIsFullStopsTheWriter) {
+    std::mt19937 random(29);
+    std::string noise;
+    for (int i = 0; i < 32000; ++i)
+        noise += static_cast<char>(random());
+    Medium whole;
+    whole.huffman.gwrite(noise.data(), 32000);
+    whole.huffman.flush();
+
+    std::string room(100, ' ');
+    GHuffmanBufferedIO huffman(
+        new GBufferedIO(new GMemoryIO(room.data(), 100, GIO::ReadWriteMode), 16));
+    EXPECT_EQ(huffman.gwrite(noise.data(), 32000), 32000);
+    EXPECT_EQ(huffman.gwrite("x", 1), 0);
+    EXPECT_EQ(huffman.getBufferedIO()->getError(), GIO::IncompleteWrite);
+    EXPECT_EQ(room, whole.bytes().substr(0, 100));
+}
+
+TEST(GHuffmanBufferedIO, GoesOnOnANewDeviceBelow) {
+    std::string first(30, ' '), second(30, ' ');
+    auto const deviceOn = [](std::string & bytes) {
+        return new GMemoryIO(bytes.data(), 30, GIO::ReadWriteMode);
+    };
+    GHuffmanBufferedIO huffman(new GBufferedIO(deviceOn(first)));
+    huffman.writeByte('a');
+    huffman.setIO(deviceOn(second));
+    EXPECT_EQ(huffman.getError(), GIO::NoDevice);
+    EXPECT_EQ(huffman.writeByte('b'), 'b');
+    EXPECT_EQ(huffman.getError(), GIO::NoError);
+    huffman.flush();
+    EXPECT_EQ(first.substr(0, 6), std::string("\x0A\x00\x84\x01\x01 ", 6));
+    EXPECT_EQ(second.substr(0, 6), std::string("\x0A\x00\x88\x01\x01 ", 6));
 }
 
 } // namespace
