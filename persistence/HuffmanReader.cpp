@@ -227,9 +227,9 @@ long BlockReader::readItems(unsigned char * values, unsigned short * distances, 
     for (;;) {
         BitSource fast = source_;
         bool ended = false;
-        // One refill serves three literals from the first table, or two of them and a length; 16
-        // bytes serve another one for the distance.
-        while (fast.end - fast.in >= 16 && room - count >= 3) {
+        // One refill serves two literals, or one and a length; the 16 bytes serve another refill
+        // for the distance.
+        while (fast.end - fast.in >= 16 && room - count >= 2) {
             fast.refill();
             Entry entry = literals_.find(fast.bits);
             if (entry & literalFlag) {
