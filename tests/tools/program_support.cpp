@@ -1,0 +1,99 @@
+#include "tests/tools/program_support.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+/// Only what is safe behind a fork.
+[[noreturn]] void become(char const * directory, char ** arguments, int in, int out, int err) {
+    if (chdir(directory) != 0 || dup2(in, 0) < 0 || dup2(out, 1) < 0 || dup2(err, 2) < 0)
+        _exit(126);
+    execv(ONDREL_TOOL, arguments);
+    _exit(127);
+}
+
+class Descriptor {
+  public:
+    explicit Descriptor(int number) : number_(number) {}
+    ~Descriptor() { close(number_); }
+    Descriptor(Descriptor const &) = delete;
+    Descriptor & operator=(Descriptor const &) = delete;
+    operator int() const { return number_; }
+
+  private:
+    int number_;
+};
+
+pid_t start(TemporaryDirectory const & directory, std::vector<std::string> arguments, int in,
+            int out, int err) {
+    std::vector<char *> pointers = {const_cast<char *>("ondrel")};
+    for (std::string & argument : arguments)
+        pointers.push_back(argument.data());
+    pointers.push_back(nullptr);
+    std::string const name = directory.name();
+    pid_t const child = fork();
+    if (child == 0)
+        become(name.c_str(), pointers.data(), in, out, err);
+    return child;
+}
+
+int waitFor(pid_t child) {
+    int status = 0;
+    if (waitpid(child, &status, 0) != child)
+        return -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+int create(std::string const & name) {
+    return open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+}
+
+} // namespace
+
+Outcome runProgram(TemporaryDirectory const & directory, std::vector<std::string> const & arguments,
+                   std::string const & input) {
+    TemporaryDirectory channels;
+    Outcome run;
+    {
+        Descriptor const in(open(channels.put("in", input).c_str(), O_RDONLY | O_CLOEXEC));
+        Descriptor const out(create(channels.name("out"))), err(create(channels.name("err")));
+        run.status = waitFor(start(directory, arguments, in, out, err));
+    }
+    run.out = channels.content("out");
+    run.err = channels.content("err");
+    return run;
+}
+
+Outcome runOnTerminal(TemporaryDirectory const & directory,
+                      std::vector<std::string> const & arguments) {
+    Outcome run;
+    int ours = -1, theirs = -1;
+    if (openpty(&ours, &theirs, nullptr, nullptr, nullptr) != 0)
+        return run;
+    Descriptor const screen(ours);
+    pid_t child = -1;
+    {
+        Descriptor const terminal(theirs), nothing(open("/dev/null", O_RDWR | O_CLOEXEC));
+        fcntl(ours, F_SETFD, FD_CLOEXEC);
+        child = start(directory, arguments, nothing, nothing, terminal);
+    }
+    char piece[4096];
+    for (ssize_t got; (got = read(screen, piece, sizeof piece)) > 0;)
+        run.err.append(piece, static_cast<std::size_t>(got));
+    run.status = waitFor(child);
+    return run;
+}
+
+std::vector<std::string> namesIn(TemporaryDirectory const & directory) {
+    std::vector<std::string> names;
+    for (auto const & entry : std::filesystem::directory_iterator(directory.path()))
+        names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}

@@ -1,0 +1,23 @@
+// Runs the built program as a person or a script would, and gathers what it says.
+#pragma once
+
+#include "tests/TemporaryDirectory.h"
+
+#include <string>
+#include <vector>
+
+struct Outcome {
+    int status = -1;
+    std::string out, err;
+};
+
+/// Runs the program in `directory` and waits for its end; `input` is its standard input.
+Outcome runProgram(TemporaryDirectory const & directory, std::vector<std::string> const & arguments,
+                   std::string const & input = "");
+
+/// The same with standard error on a terminal; what the terminal got is in `err`.
+Outcome runOnTerminal(TemporaryDirectory const & directory,
+                      std::vector<std::string> const & arguments);
+
+/// Names in the directory, sorted.
+std::vector<std::string> namesIn(TemporaryDirectory const & directory);

@@ -1,0 +1,40 @@
+// What the subcommands of the program share: how they end, and how they tell what went wrong.
+// A script can rely on the exit statuses; they mean the same in every subcommand.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+namespace tool {
+
+enum ExitStatus {
+    Done = 0,
+    /// `pack check` alone: sound, but parts of the file are in no use.
+    DeadSpace = 1,
+    /// What was read is damaged.
+    Damaged = 2,
+    /// Something is missing, in the way or not permitted; nothing has changed.
+    NotDone = 3,
+    WrongUsage = 64,
+    Interrupted = 130
+};
+
+/// Ends the program with a message. Whatever was begun is undone on the way out.
+class Failure : public std::runtime_error {
+  public:
+    Failure(ExitStatus status, std::string const & message)
+        : std::runtime_error(message), status_(status) {}
+    ExitStatus status() const { return status_; }
+
+  private:
+    ExitStatus status_;
+};
+
+/// Each family of subcommands adds itself.
+void addDeflate(CLI::App & program);
+
+} // namespace tool
