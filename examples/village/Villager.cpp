@@ -39,7 +39,8 @@ void Villager::eat(VariableRef *, VRefVector *) {
 }
 
 void Villager::sleep(VariableRef *, VRefVector *) {
-    tired_ = std::max(tired_ - 0.8f * delta_, 0.0f);
+    float const comfort = house() ? house()->comfort() : 1.0f;
+    tired_ = std::max(tired_ - 0.8f * comfort * delta_, 0.0f);
 }
 
 void Villager::talk(VariableRef *, VRefVector *) {
@@ -50,12 +51,14 @@ void Villager::write(opstream & out) {
     out.writeByte(0);
     AgentComponent::write(out);
     out << hunger_ << tired_ << loaves_ << words_;
+    LWRITE_RESOURCE(out, house_, false);
 }
 
 void Villager::read(ipstream & in) {
     in.readByte();
     AgentComponent::read(in);
     in >> hunger_ >> tired_ >> loaves_ >> words_;
+    house_ = LREAD_RESOURCE(in);
 }
 
 } // namespace Village

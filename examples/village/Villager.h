@@ -2,7 +2,7 @@
 // another component of the same agent and reaches this one as its inherited object.
 #pragma once
 
-#include "ondrel.h"
+#include "House.h"
 
 namespace Village {
 
@@ -23,6 +23,10 @@ class Villager : public Tavlin::AgentComponent {
     void askHunger(Tavlin::VariableRef * result, Tavlin::VRefVector *) { *result = hunger_; }
     void askTired(Tavlin::VariableRef * result, Tavlin::VRefVector *) { *result = tired_; }
     void getLoaves(Tavlin::VariableRef * result) { *result = loaves_; }
+
+    /// Where the villager sleeps: an object of the library, shared with the neighbours.
+    void moveInto(Tavlin::TRef<Tavlin::Object> const & house) { house_ = house; }
+    House const * house() const { return gcast<House>(house_.pointer()); }
 
     int loaves() const { return static_cast<int>(loaves_); }
     int words() const { return words_; }
@@ -45,6 +49,7 @@ class Villager : public Tavlin::AgentComponent {
     float loaves_ = 0; // of bread, baked so far
     int words_ = 0;
     Tavlin::TRef<Tavlin::Object> bakery_;
+    Tavlin::TRef<Tavlin::Object> house_;
 };
 
 } // namespace Village

@@ -2,14 +2,21 @@
 #include "World.h"
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
 
 using namespace Tavlin;
 
 namespace Village {
 
+G_DEFINE_CREATABLE(Snapshot, "Village::Snapshot", GStreamable)
+
 namespace {
 
-constexpr unsigned char fileVersion = 1;
+constexpr unsigned char fileVersion = 2;
+constexpr long keptGenerations = 3;
+char const * const generationType = "World";
 
 char const * const firstNames[] = {
     "Anna", "Boris", "Clara",   "Dmitri", "Elena", "Fedor",  "Galja", "Hanna",  "Ivan",  "Julia",
@@ -19,6 +26,19 @@ constexpr int firstNameCount = sizeof firstNames / sizeof *firstNames;
 std::string nameOf(int index) {
     std::string name = firstNames[index % firstNameCount];
     return index < firstNameCount ? name : name + std::to_string(index / firstNameCount + 1);
+}
+
+/// The generations in a file, the newest first: their names are numbers of one length.
+std::vector<GString> generationsOf(ResourceFile const & file) {
+    std::vector<GString> names;
+    for (GResourceIterator i(file, GResourceFullName(GString("worlds"), "", generationType)); i;
+         ++i)
+        names.push_back(i.name());
+    return names;
+}
+
+GResourceFullName fullNameOf(char const * generation) {
+    return GResourceFullName(GString("worlds"), generation, generationType);
 }
 
 template <class T>
@@ -37,6 +57,7 @@ bool World::build(std::string const & script, int agents) {
     scene_->regObject("Bell", TRef<Object>(tower_.pointer()));
     scene_->regObject("Bakery", TRef<Object>(bakery_.pointer()));
 
+    House::StockLibrary();
     TRef<D_Automat> const definition = make<D_Automat>();
     if (!GFile(script.c_str()).exists() || !definition->load(script.c_str()))
         return false;
@@ -47,6 +68,7 @@ bool World::build(std::string const & script, int agents) {
         TRef<AgentShell> const agent = make<AgentShell>();
         TRef<Villager> const body = make<Villager>();
         TRef<Automat> const automat = definition->createNewAutomat();
+        body->moveInto(House::FromLibrary(i % House::Kinds()));
         automat->setInheritedObject(TRef<Object>(body.pointer()));
         agent->setMemberName(nameOf(i).c_str());
         agent->addComponent(TRef<AgentComponent>(body.pointer()), 0.1f);
@@ -89,19 +111,47 @@ void World::step(float delta) {
     Time::StepRender();
 }
 
-bool World::save(std::string const & file) {
-    ofpstream out(file.c_str(), GIO::WriteMode, GFileIO::CreateAndTruncate, GFileIO::ShareNone);
-    if (!out)
-        return false;
+void Snapshot::write(opstream & out) {
     out.writeByte(fileVersion);
     Time::Write(out);
     NameLinkID::FastSceneWrite const names(out);
-    RefCounterWrite(out, TRef<RefCounter>(scene_.pointer()));
-    out.writeDWord(static_cast<unsigned long>(inhabitants_.size()));
+    RefCounterWrite(out, TRef<RefCounter>(scene.pointer()));
+    out.writeDWord(static_cast<unsigned long>(agents.size()));
+    for (TRef<AgentShell> const & agent : agents)
+        RefCounterWrite(out, TRef<RefCounter>(agent.pointer()));
+}
+
+void Snapshot::read(ipstream & in) {
+    if (in.readByte() != fileVersion)
+        return;
+    // What is referred to later must not end before, like the bookmark of a house that many share.
+    FinalReleasePause const pause;
+    Time::Read(in);
+    NameLinkID::FastSceneRead const names(in);
+    ObjectCreator creator(in);
+    scene = TRef<SceneObject>(gcast<SceneObject>(static_cast<Object *>(creator)));
+    for (unsigned long count = in.readDWord(); count > 0 && in.good(); --count) {
+        ObjectCreator next(in);
+        TRef<AgentShell> const agent(gcast<AgentShell>(static_cast<Object *>(next)));
+        if (agent)
+            agents.push_back(agent);
+    }
+}
+
+bool World::save(ResourceFile & file) {
+    std::vector<GString> const former = generationsOf(file);
+    char name[16];
+    std::snprintf(name, sizeof name, "%06d", former.empty() ? 1 : std::atoi(former[0].c_str()) + 1);
+    Snapshot snapshot;
+    snapshot.scene = scene_;
     for (Inhabitant const & inhabitant : inhabitants_)
-        RefCounterWrite(out, TRef<RefCounter>(inhabitant.agent.pointer()));
-    out.flush();
-    return static_cast<bool>(out);
+        snapshot.agents.push_back(inhabitant.agent);
+    if (!file.put(&snapshot, fullNameOf(name), false))
+        return false;
+    for (std::size_t i = keptGenerations - 1; i < former.size(); ++i)
+        file.remove(fullNameOf(former[i].c_str()));
+    generation_ = name;
+    return file.flush();
 }
 
 void World::drop() {
@@ -121,16 +171,15 @@ void World::drop() {
     scene_.empty();
 }
 
-bool World::load(std::string const & file) {
-    ifpstream in(file.c_str(), GIO::ReadMode, GFileIO::ExistingOnly, GFileIO::ShareRead);
-    if (!in || in.readByte() != fileVersion)
+bool World::load(ResourceFile & file) {
+    std::vector<GString> const generations = generationsOf(file);
+    if (generations.empty())
         return false;
-    Time::Read(in);
-    NameLinkID::FastSceneRead const names(in);
-    ObjectCreator scene(in);
-    scene_ = TRef<SceneObject>(gcast<SceneObject>(static_cast<Object *>(scene)));
-    if (!scene_)
+    std::unique_ptr<GStreamable> const stored(file.get(fullNameOf(generations[0].c_str()), false));
+    auto * const snapshot = gcast<Snapshot>(stored.get());
+    if (!snapshot || !snapshot->scene)
         return false;
+    scene_ = snapshot->scene;
     auto const find = [this](char const * name) { return scene_->findObject(name); };
     manager_ = TRef<AgentManager2>(gcast<AgentManager2>(find("Agents").pointer()));
     tower_ = TRef<BellTower>(gcast<BellTower>(find("Bell").pointer()));
@@ -139,14 +188,11 @@ bool World::load(std::string const & file) {
         drop();
         return false;
     }
-    for (unsigned long count = in.readDWord(); count > 0 && in.good(); --count) {
-        ObjectCreator creator(in);
-        TRef<AgentShell> const agent(gcast<AgentShell>(static_cast<Object *>(creator)));
-        if (agent)
-            enlist(agent);
-    }
+    for (TRef<AgentShell> const & agent : snapshot->agents)
+        enlist(agent);
+    generation_ = generations[0].c_str();
     start();
-    return in.good();
+    return true;
 }
 
 } // namespace Village

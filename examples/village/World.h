@@ -1,5 +1,5 @@
 // The village as a whole: the scene, the manager, the places and the agents; made, stepped, saved
-// to a file and loaded back.
+// into a resource file, one generation after the other, and loaded back.
 #pragma once
 
 #include "Places.h"
@@ -18,6 +18,19 @@ struct Inhabitant {
     Tavlin::NameLinkID lastState;
 };
 
+/// A world as it is stored: one resource of the file.
+class Snapshot : public GStreamable {
+    G_DECLARE_CREATABLE(Snapshot)
+  public:
+    Snapshot() = default;
+    explicit Snapshot(StreamableInit init) : GStreamable(init) {}
+    void read(ipstream & in) override;
+    void write(opstream & out) override;
+
+    Tavlin::TRef<Tavlin::SceneObject> scene;
+    std::vector<Tavlin::TRef<Tavlin::AgentShell>> agents;
+};
+
 class World {
   public:
     World() = default;
@@ -29,12 +42,16 @@ class World {
     bool build(std::string const & script, int agents);
     /// One pass of the main loop, `delta` seconds of game time long.
     void step(float delta);
-    /// Writes everything to a file; false when that fails.
-    bool save(std::string const & file);
+    /// Stores everything as a new generation and commits it; the last few stay beside it. False
+    /// when that fails: the generations of before are still there.
+    bool save(ResourceFile & file);
     /// Releases everything; the world is empty afterwards.
     void drop();
-    /// Builds the world that a file holds; false, with an empty world, when it cannot be read.
-    bool load(std::string const & file);
+    /// Builds the world of the newest generation; false, with an empty world, when there is none
+    /// or it cannot be read.
+    bool load(ResourceFile & file);
+    /// Under which name the world was saved or loaded last.
+    std::string const & generation() const { return generation_; }
 
     std::vector<Inhabitant> & inhabitants() { return inhabitants_; }
     BellTower const * tower() const { return tower_; }
@@ -49,6 +66,7 @@ class World {
     Tavlin::TRef<BellTower> tower_;
     Tavlin::TRef<Door> bakery_;
     std::vector<Inhabitant> inhabitants_;
+    std::string generation_;
 };
 
 } // namespace Village

@@ -1,5 +1,7 @@
-// The village: a host that runs a population of scripted agents, saves its world in the middle,
-// drops it, loads it back, and carries on.
+// The village: a host that runs a population of scripted agents, saves its world several times,
+// drops it half way, loads it back, and carries on.
+#include "Chronicle.h"
+#include "Texts.h"
 #include "World.h"
 
 #include <algorithm>
@@ -8,6 +10,7 @@
 #include <cstring>
 #include <exception>
 #include <filesystem>
+#include <initializer_list>
 #include <map>
 #include <string>
 
@@ -23,6 +26,8 @@ struct Options {
     int agents = 40;
     double minutes = 4;
     std::string script = EXAMPLE_DIR "/scripts/villager.aut";
+    std::string language = "en";
+    std::string folder; // where files are kept; empty for one that goes with the program
     bool quiet = false;
 };
 
@@ -33,6 +38,8 @@ void printHelp() {
               "  --agents N      how many villagers there are (40)\n"
               "  --minutes M     how many minutes of game time to run; a day is one (4)\n"
               "  --script FILE   the script that the villagers run (scripts/villager.aut)\n"
+              "  --language L    en or de (en)\n"
+              "  --keep FOLDER   keep the saved world, the houses and the player's record there\n"
               "  --quiet         only the summary\n"
               "  --help          this text");
 }
@@ -67,6 +74,12 @@ Options parse(int argc, char ** argv) {
         } else if (option == "--script" && value) {
             options.script = value;
             ++i;
+        } else if (option == "--keep" && value) {
+            options.folder = value;
+            ++i;
+        } else if (option == "--language" && value) {
+            options.language = value;
+            ++i;
         } else {
             std::fprintf(stderr, "village: unknown option '%s'; try --help\n", argv[i]);
             std::exit(2);
@@ -85,7 +98,7 @@ class Reporter {
         char const * const hour = world.tower()->hour();
         if (hour != hour_) {
             hour_ = hour;
-            tell("%s, %s", clockText().c_str(), hour);
+            tell("%s, %s", clockText().c_str(), Village::say(hour).c_str());
         }
         std::size_t watched = 0;
         for (Village::Inhabitant & who : world.inhabitants()) {
@@ -107,33 +120,47 @@ class Reporter {
         std::putchar('\n');
     }
 
-    void summary(Village::World & world, long frames) {
+    /// Returns how many meals there were in all.
+    int summary(Village::World & world, long frames) {
+        using Village::padded, Village::say, Village::sayIn;
         clearBar();
-        std::printf(
-            "\n%ld frames, %.1f minutes of game time, %zu villagers, %ld changes of state\n",
-            frames, Time::GetTime() / 60, world.inhabitants().size(), changes_);
-        std::printf("\n  %-10s %-9s %5s %6s %7s %7s %6s\n", "villager", "state", "days", "meals",
-                    "loaves", "hunger", "words");
+        std::printf("\n%ld %s, %.1f %s, %zu %s, %ld %s\n\n", frames, say("frames").c_str(),
+                    Time::GetTime() / 60, say("minutes").c_str(), world.inhabitants().size(),
+                    say("villagers").c_str(), changes_, say("changes").c_str());
+        auto const row = [](std::initializer_list<std::string> cells) {
+            std::string line = " ";
+            for (std::string const & cell : cells)
+                line += " " + cell;
+            std::puts(line.c_str());
+        };
+        row({sayIn("villager", -10), sayIn("state", -9), sayIn("house", -11), sayIn("days", 5),
+             sayIn("meals", 6), sayIn("loaves", 7), sayIn("hunger", 7), sayIn("words", 6)});
         std::size_t shown = 0;
-        long loaves = 0, meals = 0;
+        int loaves = 0, meals = 0;
         for (Village::Inhabitant const & who : world.inhabitants()) {
             int const eaten = variable(*who.script, "meals");
             loaves += who.body->loaves();
             meals += eaten;
             if (shown++ >= shownVillagers)
                 continue;
-            std::printf("  %-10s %-9s %5d %6d %7d %7.1f %6d\n",
-                        who.agent->getMemberNameID().c_str(), who.lastState.c_str(),
-                        variable(*who.script, "days"), eaten, who.body->loaves(),
-                        static_cast<double>(who.body->hunger()), who.body->words());
+            char hunger[16];
+            std::snprintf(hunger, sizeof hunger, "%.1f", static_cast<double>(who.body->hunger()));
+            row({padded(who.agent->getMemberNameID().c_str(), -10),
+                 sayIn(who.lastState.c_str(), -9),
+                 sayIn(who.body->house() ? who.body->house()->name().c_str() : "", -11),
+                 padded(std::to_string(variable(*who.script, "days")), 5),
+                 padded(std::to_string(eaten), 6), padded(std::to_string(who.body->loaves()), 7),
+                 padded(hunger, 7), padded(std::to_string(who.body->words()), 6)});
         }
         if (shown > shownVillagers)
-            std::printf("  ... and %zu more\n", shown - shownVillagers);
-        std::printf("  %-10s %-9s %5s %6ld %7ld\n", "all", "", "", meals, loaves);
-        std::printf("\n  state after state:");
+            std::printf("  ... %zu %s\n", shown - shownVillagers, say("more").c_str());
+        row({sayIn("all", -10), padded("", -9), padded("", -11), padded("", 5),
+             padded(std::to_string(meals), 6), padded(std::to_string(loaves), 7)});
+        std::printf("\n  %s:", say("entered").c_str());
         for (auto const & [name, count] : entered_)
-            std::printf(" %s %ld", name.c_str(), count);
-        std::printf("\n  %d meals were eaten at the bakery\n", world.bakery()->visits());
+            std::printf(" %s %ld", say(name.c_str()).c_str(), count);
+        std::printf("\n  %d %s\n", world.bakery()->visits(), say("visits").c_str());
+        return meals;
     }
 
   private:
@@ -142,7 +169,7 @@ class Reporter {
 
     static std::string clockText() {
         char text[32];
-        std::snprintf(text, sizeof text, "day %d %02d:%02d",
+        std::snprintf(text, sizeof text, "%s %d %02d:%02d", Village::say("day").c_str(),
                       static_cast<int>(Time::GetTime() / Village::BellTower::dayLength) + 1,
                       static_cast<int>(Time::GetTime()) % 60 * 24 / 60,
                       static_cast<int>(Time::GetTime()) % 60 * 24 % 60);
@@ -165,8 +192,9 @@ class Reporter {
         who.script->getVariable(reasonName, why);
         if (aloud)
             tell("  %-8s %s -> %s (%s)", who.agent->getMemberNameID().c_str(),
-                 who.lastState.c_str(), state->getName().c_str(),
-                 why.type() == NAMELINKID ? why.asNAMELINKID().c_str() : "?");
+                 Village::say(who.lastState.c_str()).c_str(),
+                 Village::say(state->getName().c_str()).c_str(),
+                 why.type() == NAMELINKID ? Village::say(why.asNAMELINKID().c_str()).c_str() : "?");
         who.lastState = state->getName();
     }
 
@@ -195,61 +223,89 @@ class Reporter {
     std::map<std::string, long> entered_;
 };
 
-/// A file for the saved world that goes away with the program.
-class SaveFile {
+/// The folder of the village's files, which goes away with the program unless the user named it.
+class Folder {
   public:
-    SaveFile()
-        : path_((std::filesystem::temp_directory_path() /
-                 ("village-" + std::to_string(getpid()) + ".world"))
-                    .string()) {}
-    ~SaveFile() {
-        std::error_code ignored;
-        std::filesystem::remove(path_, ignored);
+    explicit Folder(std::string const & named) : kept_(!named.empty()) {
+        path_ = kept_ ? std::filesystem::path(named)
+                      : std::filesystem::temp_directory_path() /
+                            ("village-" + std::to_string(getpid()));
+        std::filesystem::create_directories(path_);
+        path_ = std::filesystem::canonical(path_);
     }
-    SaveFile(SaveFile const &) = delete;
-    SaveFile & operator=(SaveFile const &) = delete;
-    std::string const & path() const { return path_; }
+    ~Folder() {
+        std::error_code ignored;
+        if (!kept_)
+            std::filesystem::remove_all(path_, ignored);
+    }
+    Folder(Folder const &) = delete;
+    Folder & operator=(Folder const &) = delete;
+    std::string path() const { return path_.string(); }
+    std::string file(char const * name) const { return (path_ / name).string(); }
 
   private:
-    std::string path_;
+    std::filesystem::path path_;
+    bool kept_;
 };
 
-/// Scripts include each other by bare names; the redirection file says where those are looked for.
-void findIncludesBeside(std::string const & script) {
-    std::string const folder = std::filesystem::absolute(script).parent_path().string();
+/// Scripts include each other by bare names, and saved worlds name the library of houses so; the
+/// redirection file says where those are looked for.
+void findFiles(std::string const & script, Folder const & folder) {
+    std::string const scripts = std::filesystem::absolute(script).parent_path().string();
     auto const redirection = new RedirectionFile;
-    redirection->load_from_string(("*.inc *.aut = " + folder).c_str(), 0);
+    redirection->load_from_string(
+        ("*.inc *.aut = " + scripts + "\n*.houses = " + folder.path()).c_str(), 0);
     fpbase::SetRedirectionFile(redirection);
 }
 
+/// Ends with the program, in front of the streams and the files below it.
+struct OpenShelves {
+    ~OpenShelves() { LibraryCatalogue::ShutDown(); }
+};
+
+int fail(char const * what, std::string const & file) {
+    std::fprintf(stderr, "village: cannot %s %s\n", what, file.c_str());
+    return 1;
+}
+
 int run(Options const & options) {
-    findIncludesBeside(options.script);
-    long const frames = std::max(2L, static_cast<long>(options.minutes * 60 / frame));
+    if (!Village::speak(options.language))
+        return fail("speak the language", options.language);
+    Folder const folder(options.folder);
+    findFiles(options.script, folder);
+    OpenShelves const shelves;
+    long const frames = std::max(4L, static_cast<long>(options.minutes * 60 / frame));
+    std::string const path = folder.file("village.world");
+    ResourceFile saves(path.c_str(), GIO::ReadWriteMode);
+    if (!saves.is_open() || saves.io_mode() != GIO::ReadWriteMode)
+        return fail("write to", path);
     Village::World world;
-    if (!world.build(options.script, options.agents)) {
-        std::fprintf(stderr, "village: cannot read the script %s\n", options.script.c_str());
-        return 1;
-    }
+    if (!world.build(options.script, options.agents))
+        return fail("read the script", options.script);
     Reporter reporter(options, frames);
-    SaveFile const save;
     for (long i = 1; i <= frames; ++i) {
         world.step(frame);
         reporter.afterFrame(world, i);
-        if (i != frames / 2)
+        if (i % (frames / 4) != 0)
             continue;
-        if (!world.save(save.path())) {
-            std::fprintf(stderr, "village: cannot save the world to %s\n", save.path().c_str());
-            return 1;
-        }
-        reporter.tell("-- the world is saved in %ju bytes, dropped, and loaded back --",
-                      static_cast<std::uintmax_t>(std::filesystem::file_size(save.path())));
+        if (!world.save(saves))
+            return fail("save the world to", path);
+        reporter.tell("-- %s %s, %ju %s --", Village::say("saved").c_str(),
+                      world.generation().c_str(),
+                      static_cast<std::uintmax_t>(std::filesystem::file_size(path)),
+                      Village::say("bytes").c_str());
+        if (i != frames / 4 * 2)
+            continue;
         world.drop();
-        if (!world.load(save.path())) {
-            std::fprintf(stderr, "village: cannot load the world from %s\n", save.path().c_str());
-            return 1;
-        }
+        if (!world.load(saves))
+            return fail("load the world from", path);
+        reporter.tell("-- %s %s --", Village::say("reloaded").c_str(), world.generation().c_str());
     }
-    reporter.summary(world, frames);
+    int const meals = reporter.summary(world, frames);
+    Village::Chronicle record;
+    if (!Village::Chronicle::AddRun(folder.file("village.player").c_str(), meals, record))
+        return fail("keep the record in", folder.file("village.player"));
+    std::printf("  %s: %d, %d\n", Village::say("record").c_str(), record.runs, record.mostMeals);
     return 0;
 }
 
