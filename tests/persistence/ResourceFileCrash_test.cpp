@@ -144,7 +144,7 @@ TEST_F(ResourceFileCrash, WhatFailedOnAFullDiskIsCommittedWhenThereIsRoomAgain) 
 /// A failed operation changes nothing, and does not harm what follows.
 TEST_F(ResourceFileCrash, ASingleFailedWrite) {
     // Ends with the commit behind the failure, so that nothing later mends it but the closing.
-    auto const session = [this](Content & content, long failing) {
+    auto const life = [this](Content & content, long failing) {
         std::mt19937 random(5);
         ResourceFile file(fileName().c_str(), GIO::WriteMode);
         for (int i = 0; i < 40 && (i % 4 != 1 || disk::calls() <= failing); ++i) {
@@ -158,14 +158,14 @@ TEST_F(ResourceFileCrash, ASingleFailedWrite) {
         return disk::calls();
     };
     Content content;
-    long const calls = session(content, 1000000);
+    long const calls = life(content, 1000000);
     for (long call = 0; call < calls; ++call) {
         for (int const half : {0, 1}) {
             SCOPED_TRACE(testing::Message() << call << (half ? " half" : ""));
             clean();
             content.clear();
             disk::failOnce(call, half);
-            session(content, call);
+            life(content, call);
             disk::heal();
             ASSERT_EQ(contentOf(fileName()), content);
         }

@@ -5,6 +5,10 @@
 #include "resource_support.h"
 #include "tests/TemporaryDirectory.h"
 
+#include <atomic>
+#include <thread>
+#include <vector>
+
 using namespace resource_tests;
 using pstream_tests::digits;
 using pstream_tests::framed;
@@ -352,6 +356,42 @@ TEST_F(ResourceFileTest, AHandleInAStreamOpensItsFileAgain) {
     ompstream bytes;
     bytes.writeStreamable(closed);
     EXPECT_EQ(digits(std::string(static_cast<char *>(bytes.data()), old.size())), digits(old));
+}
+
+/// Known to nobody else, so that threads may make as many as they like.
+class Number : public GStreamable {
+    G_DECLARE_CREATABLE(Number)
+  public:
+    explicit Number(int start = 0) : value(start) {}
+    void read(ipstream & in) override { in >> value; }
+    void write(opstream & out) override { out << value; }
+    int value;
+};
+
+G_DEFINE_CREATABLE(Number, "T::Number", GStreamable)
+
+TEST_F(ResourceFileTest, ThreadsShareAFileByHandlesOfTheirOwn) {
+    std::string const name = fileName();
+    std::atomic<int> wrong = 0;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 3; ++t)
+        threads.emplace_back([&name, &wrong, t] {
+            for (int i = 0; i < 150; ++i) {
+                ResourceFile file(name.c_str(), IO::ReadWriteMode);
+                GResourceFullName const own(GResourcePath(), std::to_string(t).c_str(), "T");
+                Number number(i);
+                file.put(&number, own, false);
+                if (i % 8 == 0)
+                    file.flush();
+                std::unique_ptr<GStreamable> const back(file.get(own, false));
+                wrong += !gcast<Number>(back.get()) || gcast<Number>(back.get())->value != i;
+            }
+        });
+    for (std::thread & thread : threads)
+        thread.join();
+    EXPECT_EQ(wrong, 0);
+    ResourceFile file(name.c_str(), IO::ReadMode);
+    EXPECT_EQ(GResourceIterator(file, "T").count(), 3);
 }
 
 // Callbacks.
