@@ -7,6 +7,7 @@
 #include "platform/Export.h"
 #include "platform/FileHandle.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <ctime>
 #include <string>
@@ -23,6 +24,8 @@ struct FileStatus {
     std::int64_t size = 0;
     /// Last write, seconds since 1970 in universal time.
     std::int64_t writeTime = 0;
+    /// Both together are the same for two names exactly when these lead to one file.
+    std::uint64_t volume = 0, number = 0;
 };
 
 /// False when there is nothing of that name.
@@ -33,6 +36,11 @@ ONDREL_API bool moveFile(char const * from, char const * to);
 /// Contents, last write and access rights, over a target that exists; a failure leaves a target of
 /// before as it was.
 ONDREL_API bool copyFile(char const * from, char const * to);
+/// Makes `data` the content of a file, which need not be there. The bytes are written beside it and
+/// take its name when they are on the medium: whatever happens, the old or the new content is
+/// there, whole. Links are followed and access rights stay. False, and nothing changed, when that
+/// is not possible, or nobody may write the file as it stands.
+ONDREL_API bool replaceContent(char const * name, void const * data, std::size_t size);
 /// Modification and access time, from a local time; false when it does not convert.
 ONDREL_API bool setFileTime(char const * name, std::tm const & time);
 /// Creates an empty file of a name of its own, `prefix` in front; empty on failure.

@@ -6,6 +6,7 @@
 #include "platform/posix/Uninterrupted.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -32,6 +33,8 @@ bool systemStatus(std::string const & path, FileStatus & status) {
     status.readOnly = (found.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0;
     status.size = found.st_size;
     status.writeTime = found.st_mtime;
+    status.volume = found.st_dev;
+    status.number = found.st_ino;
     return true;
 }
 
@@ -71,6 +74,30 @@ bool copyInto(int from, int to) {
     ::fchmod(to, status.st_mode & 0777);
     ::futimens(to, times);
     return syncFile(to);
+}
+
+/// Where links lead to; the path itself when there is nothing.
+std::string linkTarget(std::string const & path) {
+    char * const found = ::realpath(path.c_str(), nullptr);
+    std::string result = found ? found : path;
+    std::free(found);
+    return result;
+}
+
+/// Opens a new file beside `target`, with the rights of any new file; `name` receives its path.
+int createBeside(std::string const & target, std::string & name) {
+    static std::atomic<unsigned> counter{0};
+    std::size_t const start = target.rfind('/') + 1; // 0 when there is none
+    // The name may be as long as a name can be.
+    std::string const front = target.substr(0, std::min(target.size(), start + 200));
+    for (int tries = 0; tries < 1000; ++tries) {
+        name = front + '.' + std::to_string(::getpid()) + '-' + std::to_string(counter++) + ".new";
+        int const file = uninterrupted(
+            [&] { return ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666); });
+        if (file >= 0 || errno != EEXIST)
+            return file;
+    }
+    return -1;
 }
 
 /// Renames where nothing of the new name stands. Some file systems cannot do both in one step;
@@ -129,6 +156,31 @@ bool copyFile(char const * from, char const * to) {
     if (copy < 0)
         return false;
     if (copyInto(source, copy) && copy.close() && ::rename(made.c_str(), target.c_str()) == 0)
+        return true;
+    ::unlink(made.c_str());
+    return false;
+}
+
+bool replaceContent(char const * name, void const * data, std::size_t size) {
+    std::string const target = linkTarget(systemName(name));
+    struct stat status;
+    bool const there = ::stat(target.c_str(), &status) == 0;
+    if (target.empty() ||
+        (there && (!S_ISREG(status.st_mode) || ::access(target.c_str(), W_OK) != 0)))
+        return false;
+    std::string made;
+    Descriptor file(createBeside(target, made));
+    if (file < 0)
+        return false;
+    if (there) {
+        if (::fchown(file, status.st_uid, status.st_gid) != 0) {
+            // Another's file in a directory of ours becomes ours.
+        }
+        ::fchmod(file, status.st_mode & 0777);
+    }
+    long const count = static_cast<long>(size);
+    if (count >= 0 && writeFile(file, data, count) == count && syncFile(file) && file.close() &&
+        ::rename(made.c_str(), target.c_str()) == 0)
         return true;
     ::unlink(made.c_str());
     return false;
