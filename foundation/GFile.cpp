@@ -44,6 +44,10 @@ void GFile::SetRedirector(Redirector redirector) {
     g_redirector = redirector;
 }
 
+GString GFile::RedirectedName(char const * name, unsigned char mustExist) {
+    return g_redirector ? g_redirector(name, mustExist) : GString(name);
+}
+
 GFile::GFile(GString const & name) : GString(name) {
     convert();
 }

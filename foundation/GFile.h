@@ -91,6 +91,8 @@ class ONDREL_API GFile : public GString {
     /// How redirect asks: the bare name, and whether the file must exist. Persistence sets it.
     using Redirector = GString (*)(char const * name, unsigned char mustExist);
     static void SetRedirector(Redirector redirector);
+    /// What it answers; the name itself without one.
+    static GString RedirectedName(char const * name, unsigned char mustExist);
 
   private:
     void convert();
