@@ -12,10 +12,17 @@ case "$build" in
     *) echo "test.sh: unknown build '$build' (release, ilp32, asan or all)" >&2; exit 2 ;;
 esac
 
-packages=(cmake ninja-build g++ googletest ccache libcli11-dev nlohmann-json3-dev)
+packages=(cmake ninja-build g++ googletest ccache libcli11-dev nlohmann-json3-dev locales)
 [[ " ${builds[*]} " == *" ilp32 "* ]] && packages+=(g++-multilib)
 [[ " ${builds[*]} " == *" release "* ]] && packages+=(libbenchmark-dev liblua5.4-dev)
 . cmake/install-packages.sh "${packages[@]}"
+
+# A locale with a decimal comma, for the tests alone.
+export LOCPATH="$PWD/build/locales"
+if [ ! -d "$LOCPATH/de_DE.UTF-8" ]; then
+    mkdir -p "$LOCPATH"
+    localedef -i de_DE -f UTF-8 --no-archive "$LOCPATH/de_DE.UTF-8"
+fi
 
 for build in "${builds[@]}"; do
     echo "== $build: build"
