@@ -265,37 +265,50 @@ void _Variable::asREF(TRef<RefCounter> const & value) {
     ownCell(REF)->box<TRef<RefCounter>>()->swap(copied);
 }
 
-void _Variable::copy(_Variable const & other) {
-    if (&other == this)
-        return;
-    switch (other.type()) {
+namespace {
+
+/// Calls the writer of `target` for the kind that `value` has; an empty one empties it. What a
+/// writer returns, if anything, tells whether it fits.
+template <class Target>
+auto writeByKind(Target & target, _Variable const & value) {
+    using Result = decltype(target.asINT(0));
+    switch (value.type()) {
         case INT:
-            return asINT(other.asINT());
+            return target.asINT(value.asINT());
         case FLOAT:
-            return asFLOAT(other.asFLOAT());
+            return target.asFLOAT(value.asFLOAT());
         case CHARPTR:
-            return asCHARPTR(other.asCHARPTR());
+            return target.asCHARPTR(value.asCHARPTR());
         case VECTOR3D:
-            return asVECTOR3D(other.asVECTOR3D());
+            return target.asVECTOR3D(value.asVECTOR3D());
         case VECTOR2D:
-            return asVECTOR2D(other.asVECTOR2D());
+            return target.asVECTOR2D(value.asVECTOR2D());
         case OBJECT:
-            return asOBJECT(other.asOBJECT());
+            return target.asOBJECT(value.asOBJECT());
         case GRTTI:
-            return asGRTTI(other.asGRTTI());
+            return target.asGRTTI(value.asGRTTI());
         case GPOINT:
-            return asGPOINT(other.asGPOINT());
+            return target.asGPOINT(value.asGPOINT());
         case NAMELINKID:
-            return asNAMELINKID(other.asNAMELINKID());
+            return target.asNAMELINKID(value.asNAMELINKID());
         case D3DMATRIX:
-            return asD3DMATRIX(other.asD3DMATRIX());
+            return target.asD3DMATRIX(value.asD3DMATRIX());
         case ARRAY:
-            return asARRAY(other.asARRAY());
+            return target.asARRAY(value.asARRAY());
         case REF:
-            return asREF(other.asREF());
+            return target.asREF(value.asREF());
         case UNDEFINED:
-            return dispose();
+            break;
     }
+    target.empty();
+    return static_cast<Result>(true);
+}
+
+} // namespace
+
+void _Variable::copy(_Variable const & other) {
+    if (&other != this)
+        writeByKind(*this, other);
 }
 
 /// For a cell that is a constant, or of another kind than the value.
@@ -350,36 +363,7 @@ VariableRef VariableRef::AsREF(TRef<RefCounter> const & value) {
 }
 
 bool VariableRef::assign(_Variable const & other) {
-    switch (other.type()) {
-        case INT:
-            return asINT(other.asINT());
-        case FLOAT:
-            return asFLOAT(other.asFLOAT());
-        case CHARPTR:
-            return asCHARPTR(other.asCHARPTR());
-        case VECTOR3D:
-            return asVECTOR3D(other.asVECTOR3D());
-        case VECTOR2D:
-            return asVECTOR2D(other.asVECTOR2D());
-        case OBJECT:
-            return asOBJECT(other.asOBJECT());
-        case GRTTI:
-            return asGRTTI(other.asGRTTI());
-        case GPOINT:
-            return asGPOINT(other.asGPOINT());
-        case NAMELINKID:
-            return asNAMELINKID(other.asNAMELINKID());
-        case D3DMATRIX:
-            return asD3DMATRIX(other.asD3DMATRIX());
-        case ARRAY:
-            return asARRAY(other.asARRAY());
-        case REF:
-            return asREF(other.asREF());
-        case UNDEFINED:
-            dispose();
-            return true;
-    }
-    return false;
+    return writeByKind(*this, other);
 }
 
 bool VariableRef::tryAssign(_Variable const & other) {
