@@ -44,6 +44,8 @@ void fpbase::open(char const * name, GIO::IOOpenMode mode, GFileIO::IOCreateMode
     if (create == GFileIO::ExistingOnly)
         target.redirect();
     bool const opened = file() && file()->open(target.c_str(), mode, create, share);
+    if (opened)
+        device_.setIO(file_); // an error of the file before is not one of this
     device_.store_open_mode(opened ? mode : GIO::ReadMode);
     clear(opened ? 0 : WriteFailedBit);
 }

@@ -33,6 +33,8 @@ void zpbase::open(char const * name, GIO::IOOpenMode mode, GFileIO::IOCreateMode
     }
     GFile const target(fpbase::redirected_name(name));
     bool const opened = getFileIO() && getFileIO()->open(target.c_str(), mode, create, share);
+    if (opened)
+        forgetError();
     for (GAbstractBufferedIO * layer :
          {static_cast<GAbstractBufferedIO *>(&flate_),
           static_cast<GAbstractBufferedIO *>(flate_.getHuffmanIO()), plain()})
@@ -45,6 +47,12 @@ void zpbase::open(char const * name, GIO::IOOpenMode mode, GFileIO::IOCreateMode
 void zpbase::open(char const * name, int mode, unsigned short speed) {
     if (OlderOpenMode const older(mode); older.valid)
         open(name, older.mode, older.create, GFileIO::ShareNone, speed);
+}
+
+void zpbase::flush() {
+    pstream::flush();
+    if (is_comp() && plain() && plain()->getError() != GIO::NoError)
+        setstate(ReadFailedBit | WriteFailedBit);
 }
 
 void zpbase::close() {
@@ -64,11 +72,22 @@ void zpbase::close() {
 }
 
 long zpbase::turn_to_comp(bool on) {
-    if (on && !is_comp())
+    if (on && !is_comp()) {
+        // What is being written yet may be written in vain: that is one of the stretch, too.
+        if (plain() && plain()->getState() != GAbstractBufferedIO::Writing)
+            forgetError();
         init(&flate_);
-    else if (!on && is_comp())
+    } else if (!on && is_comp()) {
         init(plain());
+    }
     return flate_.gtell();
+}
+
+/// An error stays with the device until it is started again, and the compressor does not begin
+/// above one that shows an error.
+void zpbase::forgetError() {
+    if (plain()->getError() != GIO::NoError && plain()->getIO())
+        plain()->setIO(plain()->getIO());
 }
 
 bool zpbase::change_size(long size) {

@@ -24,6 +24,8 @@ class ONDREL_API zpbase : public virtual pstream {
     /// The same in the older way (OlderOpenMode), shared with nobody. A mode that contradicts
     /// itself does nothing at all.
     void open(char const * name, int mode, unsigned short speed);
+    /// As in every stream; what the file did not take of a compressed stretch counts as well.
+    void flush();
     /// Ends the stretch, writes out what is held back and closes; the state is 0 afterwards. Who
     /// must know whether all was written asks for the state after a flush.
     void close();
@@ -45,6 +47,7 @@ class ONDREL_API zpbase : public virtual pstream {
     bool change_size(long size);
 
   private:
+    void forgetError();
     GAbstractBufferedIO * plain() const { return flate_.getBufferedIO(); }
 
     GFileIO * file_; // owned through the chain of devices

@@ -128,6 +128,12 @@ TEST(fpstream, StateTellsWhatBecameOfOpening) {
     stream.open(two.c_str(), 3);
     EXPECT_EQ(stream.readByte(), '2');
     stream << 'x';
+    stream.seekg(0, GIO::FromEnd);
+    stream.readByte();
+    stream.close();
+    stream.open(one.c_str(), 1);
+    stream.flush();
+    EXPECT_TRUE(stream.good()) << "the end of the file before is not one of this";
     stream.close();
     EXPECT_EQ(directory.content("one"), "1");
     EXPECT_EQ(directory.content("two"), "2x");

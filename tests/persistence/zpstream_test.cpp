@@ -106,6 +106,59 @@ TEST_F(ZPStream, TellsHowItWasOpened) {
     EXPECT_EQ(stream.io_mode(), GIO::ReadWriteMode) << "the first one stays";
 }
 
+TEST_F(ZPStream, EndThatWasReachedDoesNotOutliveTheSwitchOrTheFile) {
+    zpstream file(name(), GIO::ReadWriteMode, GFileIO::OpenOrCreate, GFileIO::ShareNone, 4);
+    file.writeString("stretch");
+    file.turn_to_norm();
+    auto const readToTheEnd = [&file] {
+        file.turn_to_norm();
+        file.seekg(0, GIO::FromEnd);
+        file.readByte();
+        EXPECT_TRUE(file.eof());
+        file.clear();
+    };
+    auto const text = [&file] {
+        file.turn_to_comp(true);
+        std::unique_ptr<char[]> const read(file.readString());
+        return std::string(read ? read.get() : "");
+    };
+    readToTheEnd();
+    file.seekg(0);
+    EXPECT_EQ(text(), "stretch");
+    readToTheEnd();
+    file.turn_to_comp(true);
+    file.writeString("more");
+    file.turn_to_norm();
+    file.flush();
+    EXPECT_TRUE(file.good());
+    readToTheEnd();
+    file.close();
+    file.open(name(), GIO::ReadMode, GFileIO::ExistingOnly, GFileIO::ShareNone, 4);
+    file.flush();
+    EXPECT_TRUE(file.good());
+    EXPECT_EQ(text(), "stretch");
+    EXPECT_EQ(text(), "more");
+}
+
+TEST_F(ZPStream, FlushTellsThatTheDiskIsFull) {
+    GFileIO probe("/dev/full", GIO::WriteMode, GFileIO::ExistingOnly, GFileIO::ShareBoth);
+    if (!probe.is_opened())
+        GTEST_SKIP() << "no device here that is always full";
+    probe.close();
+    ozpstream out("/dev/full", GIO::WriteMode, GFileIO::ExistingOnly, GFileIO::ShareNone, 4);
+    ASSERT_TRUE(out.is_open());
+    out.writeString("lost");
+    out.flush();
+    EXPECT_TRUE(out.bad());
+    out.clear();
+    out.turn_to_norm();
+    out.turn_to_comp(true);
+    out.writeString("lost as well");
+    out.turn_to_norm();
+    out.flush();
+    EXPECT_TRUE(out.bad()) << "also behind the switch";
+}
+
 TEST_F(ZPStream, EveryNameIsRedirected) {
     std::string const directory = name_.substr(0, name_.rfind('\\'));
     std::string const bare = name_.substr(name_.rfind('\\') + 1);
