@@ -1,7 +1,8 @@
 // Chains of files of settings: who wins, what fills itself in, and which files come along.
 #include "../TemporaryDirectory.h"
-#include "foundation/GFile.h"
 #include "foundation/Ini.h"
+#include "persistence/RedirectionFile.h"
+#include "persistence/fpstream.h"
 
 #include <gtest/gtest.h>
 
@@ -127,14 +128,17 @@ TEST_F(IniChain, EndsAtADepthAndTakesAThousandFiles) {
 }
 
 TEST_F(IniChain, AsksTheRedirectionForFilesThatAreNotThere) {
-    static std::string place;
-    place = put("cd/far.ini", "");
-    GFile::SetRedirector(+[](char const * name, unsigned char) {
-        return std::string(name) == "far.ini" ? GString(place.c_str()) : GString(name);
-    });
-    EXPECT_EQ(files(Ini(put("game.ini", "nowhere/far.ini").c_str())), "game far");
-    EXPECT_EQ(files(Ini("far.ini")), "far");
-    GFile::SetRedirector(nullptr);
+    put("cd/far.ini", "");
+    put("cd/game.ini", "nowhere/far.ini");
+    std::string const places = "*.ini=" + directory_.name("cd") + "\n";
+    fpbase::SetRedirectionFile(directory_.put("redirect.txt", places).c_str());
+    EXPECT_EQ(files(Ini("game.ini")), "game far");
+    GInitializationFile file("far.ini");
+    file.setValue("Files", "added", "");
+    EXPECT_TRUE(file.update());
+    fpbase::SetRedirectionFile(static_cast<RedirectionFile *>(nullptr));
+    EXPECT_EQ(directory_.content("cd/far.ini"), "[Include]\n\n[Files]\nadded=\nfar\n")
+        << "it is saved where it was read";
 }
 
 TEST_F(IniChain, IsTheDefaultAsLongAsItLives) {
