@@ -1,8 +1,11 @@
 // Chains of files of settings: who wins, what fills itself in, and which files come along.
 #include "../TemporaryDirectory.h"
+#include "foundation/GFile.h"
 #include "foundation/Ini.h"
 #include "persistence/RedirectionFile.h"
 #include "persistence/fpstream.h"
+#include "platform/FileSystem.h"
+#include "platform/Modules.h"
 
 #include <gtest/gtest.h>
 
@@ -139,6 +142,19 @@ TEST_F(IniChain, AsksTheRedirectionForFilesThatAreNotThere) {
     fpbase::SetRedirectionFile(static_cast<RedirectionFile *>(nullptr));
     EXPECT_EQ(directory_.content("cd/far.ini"), "[Include]\n\n[Files]\nadded=\nfar\n")
         << "it is saved where it was read";
+}
+
+TEST_F(IniChain, LiesBesideTheProgramWithoutAName) {
+    char program[4096];
+    ASSERT_GT(platform::programPath(program, sizeof program), 0ul);
+    GFile name(program);
+    name.replace_extension("INI");
+    ASSERT_FALSE(name.exists()) << name.c_str();
+    Ini().writeInt("Game", "a", 1);
+    GString text;
+    EXPECT_TRUE(GInitializationFile(name.c_str()).getTopic("Game", text));
+    EXPECT_EQ(text, "a=1\n");
+    platform::removeFile(name.c_str());
 }
 
 TEST_F(IniChain, IsTheDefaultAsLongAsItLives) {
