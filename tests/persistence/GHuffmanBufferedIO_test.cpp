@@ -634,11 +634,16 @@ TEST(GHuffmanBufferedIO, NeitherCutsNorWindowsNorFormerStreamsShow) {
 
 TEST(GHuffmanBufferedIO, AFullBlockWaitsForTheNextItem) {
     Medium medium;
-    std::string const data(32001, 'x');
-    medium.huffman.gwrite(data.data(), 32000);
+    Items items(32000, {5, 0});
+    for (Item const & item : items)
+        medium.huffman.writeCode(static_cast<unsigned short>(item.distance), 0);
     EXPECT_EQ(medium.huffman.getBufferedIO()->getState(), GAbstractBufferedIO::Idle);
-    medium.huffman.writeByte('x');
+    // A byte is a literal, also in the place of a match of the block before.
+    EXPECT_EQ(medium.huffman.writeByte('x'), 'x');
+    items.push_back({0, 'x'});
     EXPECT_EQ(medium.huffman.getBufferedIO()->getState(), GAbstractBufferedIO::Writing);
+    medium.huffman.flush();
+    EXPECT_EQ(readItems(medium.bytes()).first, items);
 }
 
 TEST(GHuffmanBufferedIO, TakesNoByteThatABlockDoesNotNeed) {
