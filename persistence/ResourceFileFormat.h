@@ -2,6 +2,8 @@
 // are little-endian, and every position in a section counts from the section's base.
 #pragma once
 
+#include "platform/Export.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -26,21 +28,21 @@ constexpr std::array<unsigned char, 16> signature = {
     0x4F, 0x62, 0x6A, 0xBF, 0x08, 0xB4, 0x52, 0x65, 0x73, 0x6F, 0x75, 0x72, 0x63, 0x65, 0x73, 0x00};
 
 /// Reflected, beginning with all ones and inverted in the end.
-std::uint32_t crc32(unsigned char const * data, std::size_t size);
+ONDREL_API std::uint32_t crc32(unsigned char const * data, std::size_t size);
 
 using Trailer = std::array<unsigned char, trailerSize>;
-Trailer makeTrailer(std::uint32_t directory);
+ONDREL_API Trailer makeTrailer(std::uint32_t directory);
 /// `trailer` has the bytes of one; false when the check sum is wrong.
-bool readTrailer(unsigned char const * trailer, std::uint32_t & directory);
+ONDREL_API bool readTrailer(unsigned char const * trailer, std::uint32_t & directory);
 
-void writeMagic(opstream & out);
+ONDREL_API void writeMagic(opstream & out);
 /// From where the stream stands, steps over an executable and foreign chunks to where a section is
 /// or may begin; -1 when the file is something else. `found` tells whether there is one.
-long findBase(ipstream & in, bool & found);
+ONDREL_API long findBase(ipstream & in, bool & found);
 /// -1 when the stream cannot tell. The position changes.
-long sizeOf(ipstream & in);
+ONDREL_API long sizeOf(ipstream & in);
 /// The end of the last whole trailer that ends at or before `end`, both counted from `base`; -1
 /// when there is none.
-long findTrailer(ipstream & in, long base, long end, std::uint32_t & directory);
+ONDREL_API long findTrailer(ipstream & in, long base, long end, std::uint32_t & directory);
 
 } // namespace resource_file

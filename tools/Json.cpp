@@ -4,9 +4,6 @@
 
 namespace tool {
 
-namespace {
-
-/// The length of the well-formed UTF-8 sequence that `text` begins with; 0 when it does not.
 std::size_t sequenceLength(std::string_view text) {
     auto const at = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
     unsigned const first = at(0);
@@ -23,8 +20,6 @@ std::size_t sequenceLength(std::string_view text) {
                          (first == 0xF0 && at(1) < 0x90) || (first == 0xF4 && at(1) >= 0x90);
     return isWrong ? 0 : length;
 }
-
-} // namespace
 
 Json & Json::key(std::string_view name) {
     separate();

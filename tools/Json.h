@@ -7,6 +7,10 @@
 
 namespace tool {
 
+/// The length of the well-formed UTF-8 sequence that `text`, which is not empty, begins with; 0
+/// when it does not.
+std::size_t sequenceLength(std::string_view text);
+
 /// Commas and the ends of lines come by themselves; who opens an object or array closes it.
 class Json {
   public:

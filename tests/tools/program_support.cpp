@@ -1,7 +1,7 @@
 #include "tests/tools/program_support.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <csignal>
 
 #include <fcntl.h>
 #include <pty.h>
@@ -88,6 +88,15 @@ Outcome runOnTerminal(TemporaryDirectory const & directory,
         run.err.append(piece, static_cast<std::size_t>(got));
     run.status = waitFor(child);
     return run;
+}
+
+void runAndKill(TemporaryDirectory const & directory, std::vector<std::string> const & arguments,
+                int microseconds) {
+    Descriptor const nothing(open("/dev/null", O_RDWR | O_CLOEXEC));
+    pid_t const child = start(directory, arguments, nothing, nothing, nothing);
+    usleep(static_cast<useconds_t>(microseconds));
+    kill(child, SIGKILL);
+    waitFor(child);
 }
 
 std::vector<std::string> namesIn(TemporaryDirectory const & directory) {

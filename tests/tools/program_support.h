@@ -19,5 +19,9 @@ Outcome runProgram(TemporaryDirectory const & directory, std::vector<std::string
 Outcome runOnTerminal(TemporaryDirectory const & directory,
                       std::vector<std::string> const & arguments);
 
+/// Starts the program and kills it after some microseconds, unless it has ended.
+void runAndKill(TemporaryDirectory const & directory, std::vector<std::string> const & arguments,
+                int microseconds);
+
 /// Names in the directory, sorted.
 std::vector<std::string> namesIn(TemporaryDirectory const & directory);
