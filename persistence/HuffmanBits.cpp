@@ -36,13 +36,10 @@ BitSink BitSink::finished(BitSink sink) {
     return sink;
 }
 
-BitSource BitSource::start(GAbstractBufferedIO * device, BitSource const & last) {
+BitSource BitSource::start(GAbstractBufferedIO * device) {
     BitSource source;
     source.device = device;
-    if (device->gread(nullptr, 0) != 0) {
-        source.bits = last.bits;
-        source.count = last.count;
-    }
+    source.failed = device->gread(nullptr, 0) != 0;
     source.in = device->getRCurrent();
     source.end = device->getREnd();
     return source;

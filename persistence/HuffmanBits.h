@@ -76,12 +76,9 @@ struct BitSource {
     }
     /// Fetches bytes, no more than needed, until there are `width` bits. False where they end.
     bool need(unsigned width) {
-        while (count < width) {
+        while (count < width && !failed)
             *this = fetched(*this);
-            if (failed)
-                return false;
-        }
-        return true;
+        return count >= width;
     }
     void drop(unsigned width) {
         bits >>= width;
@@ -96,9 +93,8 @@ struct BitSource {
         return value;
     }
 
-    /// Begins at the device's position. Bits left by the last block go only where the device
-    /// starts.
-    static BitSource start(GAbstractBufferedIO * device, BitSource const & last);
+    /// Begins at the device's position, at a byte.
+    static BitSource start(GAbstractBufferedIO * device);
     /// Gives the window, and the bytes that were not needed, back to the device.
     static BitSource finished(BitSource source);
 

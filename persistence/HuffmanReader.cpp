@@ -144,7 +144,7 @@ inline Entry BlockReader::take(BitSource & source, Table const & table, unsigned
 }
 
 unsigned BlockReader::readType(GAbstractBufferedIO * device) {
-    source_ = BitSource::start(device, source_);
+    source_ = BitSource::start(device);
     return source_.take(typeBits);
 }
 

@@ -687,6 +687,12 @@ TEST(GHuffmanBufferedIO, BlocksBeforeABadOneCount) {
         EXPECT_EQ(items, literals("good"));
         EXPECT_EQ(error, GIO::BadData);
     }
+    // What a stream that broke off has left is not the beginning of another.
+    Medium medium("\x0A");
+    EXPECT_EQ(medium.huffman.readByte(), -1);
+    medium.huffman.setBufferedIO(new GBufferedIO(new GMemoryIO(0)));
+    EXPECT_EQ(medium.huffman.readByte(), -1);
+    EXPECT_EQ(medium.huffman.getError(), GIO::BadData);
     // A block without items is not the end.
     EXPECT_EQ(readItems(std::string("\x02\0\0\x02\0\0", 6) + first).first, literals("good"));
     // A block of fixed fields holds as many items as one in codes.
