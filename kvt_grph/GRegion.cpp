@@ -33,7 +33,7 @@ struct Range {
 struct GRegion::Rep {
     RegionBands bands;
     long references = 1;
-    // What follows is remembered until the bands change; see copyOnWrite.
+    // What follows is remembered until the bands change; see replace.
     GRect bounds;
     HRGN handle = nullptr;
     std::vector<std::uint32_t> rowIndex; // the band of each row from the first one on
@@ -119,6 +119,13 @@ RegionView GRegion::view() const {
     return rep_ ? rep_->bands.view() : RegionView();
 }
 
+/// The bands as they are told to others.
+RegionView GRegion::orderedView() const {
+    if (rep_)
+        rep_->bands.orderSeams();
+    return view();
+}
+
 bool GRegion::contains(long x, long y) const {
     long inside[2];
     return clip_hline(x, y, x, inside) != 0;
@@ -154,10 +161,10 @@ GRect GRegion::bounding_rect() const {
 
 bool GRegion::enumerate(bool (*callback)(long, long, long, long, void *), void * data) const {
     GRegion const kept(*this); // the callback may change this region
-    return kept.view().forEach(regionMin, regionMax,
-                               [&](long left, long top, long right, long bottom) {
-                                   return callback(left, top, right - 1, bottom - 1, data);
-                               });
+    return kept.orderedView().forEach(regionMin, regionMax,
+                                      [&](long left, long top, long right, long bottom) {
+                                          return callback(left, top, right - 1, bottom - 1, data);
+                                      });
 }
 
 long GRegion::clip_hline(long x0, long y, long x1, long * out) const {
@@ -181,7 +188,7 @@ long GRegion::clip_hline(long x0, long y, long x1, long * out) const {
 long GRegion::clip_box(long x0, long y0, long x1, long y1, long * out) const {
     Range const columns(x0, x1), rows(y0, y1);
     long count = 0;
-    view().forEach(rows.first, rows.last, [&](long left, long top, long right, long bottom) {
+    orderedView().forEach(rows.first, rows.last, [&](long left, long top, long right, long bottom) {
         if (left >= columns.last || right <= columns.first)
             return true;
         *out++ = static_cast<long>(std::max<std::int64_t>(left, columns.first));
@@ -198,37 +205,35 @@ HRGN GRegion::getHandle() const {
     if (!rep_ || rep_->handle)
         return rep_ ? rep_->handle : nullptr;
     std::vector<RECT> rects;
-    view().forEach(regionMin, regionMax, [&](long left, long top, long right, long bottom) {
+    orderedView().forEach(regionMin, regionMax, [&](long left, long top, long right, long bottom) {
         rects.push_back({left, top, right, bottom});
         return true;
     });
     return rep_->handle = platform::createRegion(rects, bounding_rect());
 }
 
-/// Contents of its own, about to change: what was remembered about them goes.
-GRegion::Rep & GRegion::copyOnWrite() {
-    if (rep_->references > 1) {
-        Rep * const own = new Rep(view());
-        --rep_->references;
+/// Puts what `change(bands, these)` makes of these bands in their place, or in a copy of its own
+/// when they are shared. What was remembered about them goes.
+template <class Change>
+GRegion & GRegion::replace(Change change) {
+    Rep * own = rep_;
+    if (!rep_ || rep_->references > 1)
+        own = new Rep;
+    else
+        own->forget();
+    change(own->bands, view());
+    if (own != rep_) {
+        Empty();
         rep_ = own;
-    } else {
-        rep_->forget();
     }
-    return *rep_;
+    if (rep_->bands.isEmpty())
+        Empty();
+    return *this;
 }
 
 GRegion & GRegion::combine(RegionOp op, RegionView const & other) {
-    if (!rep_) {
-        bool const gains = op == RegionOp::Union || op == RegionOp::SymmetricDifference;
-        if (gains && !other.isEmpty())
-            rep_ = new Rep(other);
-        return *this;
-    }
-    Rep & rep = copyOnWrite();
-    rep.bands.combine(op, other);
-    if (rep.bands.isEmpty())
-        Empty();
-    return *this;
+    return replace(
+        [&](RegionBands & bands, RegionView const & these) { bands.combine(these, op, other); });
 }
 
 GRegion & GRegion::combine(RegionOp op, GRect const & rect) {
@@ -256,7 +261,10 @@ GRegion & GRegion::operator|=(GRegion const & other) {
 GRegion & GRegion::operator&=(GRegion const & other) {
     if (!other.rep_)
         Empty();
-    return rep_ == other.rep_ ? *this : combine(RegionOp::Intersection, other.view());
+    if (rep_ == other.rep_)
+        return *this;
+    orderedView(); // seams in order are cut to the common rows by halving
+    return combine(RegionOp::Intersection, other.orderedView());
 }
 
 GRegion & GRegion::operator-=(GRegion const & other) {
@@ -276,11 +284,11 @@ GRegion & GRegion::operator^=(GRegion const & other) {
 GRegion & GRegion::move(long long dx, long long dy) {
     if (!rep_ || (dx == 0 && dy == 0))
         return *this;
-    Rep & rep = copyOnWrite();
-    rep.bands.move(dx, dy);
-    if (rep.bands.isEmpty())
-        Empty();
-    return *this;
+    return replace([&](RegionBands & bands, RegionView const & these) {
+        if (bands.isEmpty())
+            bands = RegionBands(these);
+        bands.move(dx, dy);
+    });
 }
 
 GRegion & GRegion::operator+=(GPoint const & by) {
@@ -296,17 +304,18 @@ GRegion & GRegion::operator-=(GPoint const & by) {
 bool GRegion::operator==(GRegion const & other) const {
     if (rep_ == other.rep_)
         return true;
-    RegionView const a = view(), b = other.view();
-    if (a.count != b.count || a.isEmpty())
+    RegionView const a = orderedView(), b = other.orderedView();
+    if (a.count != b.count || a.isEmpty() || a.seamCount != b.seamCount)
         return false; // one of them alone would be empty
     return std::memcmp(a.bands, b.bands, a.count * sizeof *a.bands) == 0 &&
-           std::memcmp(a.edges, b.edges, a.edgeCount() * sizeof *a.edges) == 0;
+           std::memcmp(a.edges, b.edges, a.edgeCount() * sizeof *a.edges) == 0 &&
+           std::equal(a.seams, a.seams + a.seamCount, b.seams);
 }
 
 opstream & operator<<(opstream & out, GRegion const & region) {
-    RegionView const view = region.view();
+    RegionView const view = region.orderedView();
     out.writeByte(0);
-    out.writeDWord(view.isEmpty() ? 0 : static_cast<unsigned long>(view.edgeCount() / 2));
+    out.writeDWord(static_cast<unsigned long>(view.spanCount()));
     view.forEach(regionMin, regionMax, [&](long left, long top, long right, long bottom) {
         out << GRect(left, top, right - left, bottom - top);
         return true;

@@ -91,7 +91,9 @@ class ONDREL_API GRegion {
     struct Rep;
 
     ondrel_detail::RegionView view() const;
-    Rep & copyOnWrite();
+    ondrel_detail::RegionView orderedView() const;
+    template <class Change>
+    GRegion & replace(Change change);
     GRegion & combine(ondrel_detail::RegionOp op, ondrel_detail::RegionView const & other);
     GRegion & combine(ondrel_detail::RegionOp op, GRect const & rect);
     GRegion & move(long long dx, long long dy);

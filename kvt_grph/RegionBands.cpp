@@ -1,7 +1,6 @@
 // The merge of two band lists.
 #include "kvt_grph/RegionBands.h"
 
-#include <cassert>
 #include <cstdlib>
 #include <limits>
 
@@ -9,7 +8,15 @@ namespace ondrel_detail {
 
 namespace {
 
-constexpr std::size_t noLimit = std::numeric_limits<std::uint32_t>::max();
+constexpr std::size_t noLimit = std::numeric_limits<std::size_t>::max() - 1;
+
+/// Rows with at most so many edges on both sides are merged whole.
+constexpr std::size_t shortRow = 12;
+
+/// What the union of so many rectangles may have.
+constexpr std::size_t mostEdges(std::size_t rects) {
+    return rects * 64 + 1000000;
+}
 
 /// The states that lie within the result, one bit each. A state has bit 0 within a span of the
 /// first side and bit 1 within one of the second.
@@ -35,14 +42,21 @@ struct Edges {
 
     bool isEmpty() const { return at == end; }
     std::size_t count() const { return static_cast<std::size_t>(end - at); }
+    /// Whether they are the same ones, not just alike.
+    bool is(Edges const & other) const { return at == other.at && end == other.end; }
 };
 
-/// Merges the edges of one row. `out` has room for all of both and one more; returns where the
-/// result ends. Which side comes next is as good as random, so the loop does not branch on it.
+bool sameEdges(Edges const & a, Edges const & b) {
+    return a.count() == b.count() &&
+           (a.at == b.at || std::memcmp(a.at, b.at, a.count() * sizeof *a.at) == 0);
+}
+
+/// Merges the edges of a part of a row that begins in `state`. `out` has room for all of both and
+/// one more; returns where the result ends. Which side comes next is as good as random, so the loop
+/// does not branch on it.
 template <RegionOp op>
-std::int32_t * mergeEdges(Edges a, Edges b, std::int32_t * out) {
-    unsigned state = 0;
-    unsigned inside = 0;
+std::int32_t * mergeEdges(unsigned state, Edges a, Edges b, std::int32_t * out) {
+    unsigned inside = isInside<op>(state);
     while (a.at != a.end && b.at != b.end) {
         std::int32_t const x = *a.at, other = *b.at;
         unsigned const first = x <= other, second = other <= x;
@@ -54,12 +68,75 @@ std::int32_t * mergeEdges(Edges a, Edges b, std::int32_t * out) {
         out += now ^ inside;
         inside = now;
     }
-    // The side that has ended is outside of its spans, so that the other one decides alone.
-    if constexpr (keepsFirst<op>)
+    // The side that has ended decides whether the edges of the other are any of the result.
+    if (isInside<op>(state) != isInside<op>(state ^ 1))
         out = std::copy(a.at, a.end, out);
-    if constexpr (keepsSecond<op>)
+    if (isInside<op>(state) != isInside<op>(state ^ 2))
         out = std::copy(b.at, b.end, out);
     return out;
+}
+
+/// Where a row differs from the one above: `prefix` edges in front and `suffix` edges at the end
+/// are the same.
+struct Changed {
+    std::size_t prefix, suffix;
+
+    Changed(Edges const & row, Edges const & above);
+};
+
+Changed::Changed(Edges const & row, Edges const & above) {
+    std::size_t const shorter = std::min(row.count(), above.count());
+    for (prefix = 0; prefix < shorter && row.at[prefix] == above.at[prefix]; ++prefix) {
+    }
+    for (suffix = 0;
+         suffix < shorter - prefix && row.end[-1 - static_cast<std::ptrdiff_t>(suffix)] ==
+                                          above.end[-1 - static_cast<std::ptrdiff_t>(suffix)];
+         ++suffix) {
+    }
+}
+
+/// The part of a row that stands between two columns, both inclusive. Counting all edges is quicker
+/// than jumping around in a row.
+Edges between(Edges const & row, std::int32_t low, std::int32_t high) {
+    std::uint32_t below = 0, behind = 0;
+    for (std::int32_t const * edge = row.at; edge != row.end; ++edge) {
+        below += *edge < low;
+        behind += *edge > high;
+    }
+    return {row.at + below, row.end - behind};
+}
+
+/// One row of both sides and what came out of it.
+struct MergedRow {
+    Edges a, b, out;
+};
+
+/// The same as mergeEdges for whole rows below a row that is merged already and differs in one of
+/// the sides alone. Neighbours differ in little, so what lies left and right of that is copied.
+template <RegionOp op>
+std::int32_t * mergeChanged(MergedRow const & above, Edges const & a, Edges const & b,
+                            std::int32_t * out) {
+    bool const first = !a.is(above.a);
+    Edges const &row = first ? a : b, &rowAbove = first ? above.a : above.b;
+    Edges const & other = first ? b : a;
+    Changed const same(row, rowAbove);
+    Edges const changed{row.at + same.prefix, row.end - same.suffix};
+    Edges const changedAbove{rowAbove.at + same.prefix, rowAbove.end - same.suffix};
+    std::int32_t low = std::numeric_limits<std::int32_t>::max();
+    std::int32_t high = std::numeric_limits<std::int32_t>::min();
+    for (Edges const & part : {changed, changedAbove})
+        if (!part.isEmpty()) {
+            low = std::min(low, *part.at);
+            high = std::max(high, part.end[-1]);
+        }
+    if (low > high)
+        return std::copy(above.out.at, above.out.end, out);
+    Edges const beside = between(other, low, high), replaced = between(above.out, low, high);
+    unsigned const inRow = same.prefix & 1, inOther = (beside.at - other.at) & 1;
+    out = std::copy(above.out.at, replaced.at, out);
+    out = first ? mergeEdges<op>(inRow | inOther << 1, changed, beside, out)
+                : mergeEdges<op>(inOther | inRow << 1, beside, changed, out);
+    return std::copy(replaced.end, above.out.end, out);
 }
 
 /// The same for those who only ask whether anything would come out.
@@ -165,94 +242,222 @@ RegionRect::RegionRect(GRect const & rect)
         bands_[1].y = far(rect.y, rect.h);
 }
 
-RegionBands::RegionBands(RegionView const & view) {
+std::size_t RegionView::spanCount() const {
+    std::size_t spans = 0;
+    std::int32_t const * seam = seams;
+    for (std::size_t band = 0; band + 1 < count; ++band) {
+        std::size_t parts = 1;
+        for (; seam != seams + seamCount && *seam < bands[band + 1].y; ++seam)
+            ++parts;
+        spans += parts * static_cast<std::size_t>(end(band) - begin(band)) / 2;
+    }
+    return spans;
+}
+
+RegionBands::RegionBands(RegionView const & view)
+    : seamsInOrder_(view.seamsInOrder), orderedSeams_(view.seamCount) {
+    seams_.append(view.seams, view.seamCount);
     bands_.replace(0, 0, view.bands, view.count);
     if (!view.isEmpty())
         edges_.replace(0, 0, view.edges, view.edgeCount());
 }
 
-/// Appends the rows from `top` through `bottom` to these bands; the last of them is a row of `a`
-/// alone, or without edges. False when there are more edges than the limit.
+/// What `from` has between the first band and the last of these, which stand already. The seams are
+/// put in order once there are so many more than there were that the same ones again and again
+/// would fill memory.
+void RegionBands::addSeams(RegionView const & from) {
+    std::int32_t const *begin = from.seams, *end = begin + from.seamCount;
+    if (begin == end || isEmpty())
+        return;
+    std::int32_t const top = view().top(), bottom = view().bottom();
+    if (!from.isEmpty() && from.top() >= top && from.bottom() <= bottom) {
+        seams_.append(begin, from.seamCount);
+    } else if (from.seamsInOrder) {
+        begin = std::upper_bound(begin, end, top);
+        end = std::lower_bound(begin, end, bottom);
+        seams_.append(begin, static_cast<std::size_t>(end - begin));
+    } else {
+        std::int32_t * const out = seams_.room(from.seamCount);
+        seams_.setEnd(std::copy_if(begin, end, out,
+                                   [=](std::int32_t seam) { return seam > top && seam < bottom; }));
+    }
+    seamsInOrder_ = false;
+    orderedSeams_ = std::max(orderedSeams_, from.seamCount);
+    if (seams_.size() > 2 * orderedSeams_ + 1000)
+        orderSeams();
+}
+
+void RegionBands::orderSeams() {
+    if (seamsInOrder_)
+        return;
+    std::int32_t *const begin = seams_.data(), *end = begin + seams_.size();
+    std::int32_t * const second = std::is_sorted_until(begin, end);
+    if (std::is_sorted(second, end))
+        std::inplace_merge(begin, second, end);
+    else
+        std::sort(begin, end);
+    end = std::unique(begin, end);
+    RegionBand const * band = bands_.data();
+    end = std::remove_if(begin, end, [&](std::int32_t seam) {
+        while (band->y < seam)
+            ++band;
+        return band->y == seam;
+    });
+    seams_.setEnd(end);
+    seamsInOrder_ = true;
+    orderedSeams_ = seams_.size();
+}
+
+/// Takes away the seams that are not between the first band and the last.
+void RegionBands::cutSeams() {
+    std::int32_t *const begin = seams_.data(), *const end = begin + seams_.size();
+    std::int32_t const top = isEmpty() ? regionMax : view().top();
+    std::int32_t const bottom = isEmpty() ? regionMin : view().bottom();
+    seams_.setEnd(std::remove_if(begin, end,
+                                 [&](std::int32_t seam) { return seam <= top || seam >= bottom; }));
+}
+
+/// Appends the rows from `top` through `bottom` to these bands, and the seams where a row is like
+/// the one above. False when there are more edges than the limit.
 template <RegionOp op>
 bool RegionBands::mergeRows(RegionView const & a, RegionView const & b, std::int32_t top,
                             std::int32_t bottom, std::size_t limit) {
-    return walk(a, b, top, bottom, [&](std::int32_t y, Edges const & first, Edges const & second) {
-        bands_.add({y, static_cast<std::uint32_t>(edges_.size())});
-        std::int32_t * const out = edges_.room(first.count() + second.count() + 1);
-        edges_.setEnd(mergeEdges<op>(first, second, out));
-        return edges_.size() <= limit;
+    std::size_t most = 0;
+    walk(a, b, top, bottom, [&](std::int32_t, Edges const & first, Edges const & second) {
+        most += first.count() + second.count();
+        return most <= limit;
     });
+    edges_.room(std::min(most, limit) + 1);
+    MergedRow above;
+    std::size_t rowStart = 0; // of the row above
+    if (bands_.size() > 0)
+        above.a = {edges_.data(), edges_.data() + edges_.size()};
+    bool const fits =
+        walk(a, b, top, bottom, [&](std::int32_t y, Edges const & first, Edges const & second) {
+            std::size_t const longest = first.count() + second.count();
+            std::int32_t * const out = edges_.room(longest + 1);
+            above.out = {edges_.data() + rowStart, out};
+            bool const few = longest > shortRow && first.is(above.a) != second.is(above.b);
+            std::int32_t * const end = few ? mergeChanged<op>(above, first, second, out)
+                                           : mergeEdges<op>(0, first, second, out);
+            above.a = first;
+            above.b = second;
+            if (!sameEdges(above.out, {out, end})) {
+                bands_.add({y, static_cast<std::uint32_t>(edges_.size())});
+                rowStart = edges_.size();
+                edges_.setEnd(end);
+            } else if (bands_.size() > 0) {
+                seams_.add(y);
+            }
+            return edges_.size() <= limit;
+        });
+    return fits;
 }
 
-/// Takes away rows without edges in front, and all but one behind.
-void RegionBands::trim() {
-    std::size_t count = bands_.size();
-    while (count > 1 && bands_[count - 2].first == edges_.size())
-        --count;
-    bands_.cut(count);
-    std::size_t gaps = 0;
-    while (gaps + 1 < count && bands_[gaps + 1].first == 0)
-        ++gaps;
-    bands_.replace(0, count == 1 ? 1 : gaps, nullptr, 0);
-}
-
-/// An operation that leaves the rows where the other side has nothing as they are.
-template <RegionOp op>
-void RegionBands::change(RegionView const & other) {
-    RegionView const old = view();
-    std::int32_t const top = other.top(), bottom = other.bottom();
-    RegionBands middle;
-    [[maybe_unused]] bool const fits = middle.mergeRows<op>(old, other, top, bottom, noLimit);
-    assert(fits);
-    std::size_t const from = old.firstFrom(top);
-    std::size_t const to = old.firstFrom(std::int64_t(bottom) + 1);
-    if (from == 0 && to == old.count) {
-        *this = std::move(middle);
-        trim();
-        return;
-    }
-    std::size_t const edgesAtEnd = old.edgeCount();
-    std::size_t const firstEdge = from < old.count ? old.bands[from].first : edgesAtEnd;
-    std::size_t const lastEdge = to < old.count ? old.bands[to].first : edgesAtEnd;
+/// Puts bands in the place of those from `from` up to `to`.
+void RegionBands::splice(RegionBands const & middle, std::size_t from, std::size_t to) {
+    auto const edgeAt = [&](std::size_t band) {
+        return band < bands_.size() ? bands_[band].first : edges_.size();
+    };
+    std::size_t const firstEdge = edgeAt(from), lastEdge = edgeAt(to);
+    std::size_t const middleEnd = from + middle.bands_.size();
     edges_.replace(firstEdge, lastEdge, middle.edges_.data(), middle.edges_.size());
     bands_.replace(from, to, middle.bands_.data(), middle.bands_.size());
-    std::size_t const middleEnd = from + middle.bands_.size();
     auto const shift = [&](std::size_t begin, std::size_t end, std::size_t by) {
         for (std::size_t i = begin; i < end; ++i)
             bands_[i].first += static_cast<std::uint32_t>(by); // wraps where it is negative
     };
     shift(from, middleEnd, firstEdge);
     shift(middleEnd, bands_.size(), firstEdge + middle.edges_.size() - lastEdge);
-    trim();
 }
 
-void RegionBands::combine(RegionOp op, RegionView const & other) {
-    bool const keepsOther = op == RegionOp::Union || op == RegionOp::SymmetricDifference;
-    if (isEmpty() || other.isEmpty()) {
-        if (isEmpty() && keepsOther)
-            *this = RegionBands(other);
-        else if (op == RegionOp::Intersection)
-            *this = RegionBands();
+/// What the operation makes of two sides that both have bands, as far as the limit allows.
+template <RegionOp op>
+bool RegionBands::merge(RegionView const & a, RegionView const & b, std::size_t limit) {
+    std::int32_t top = a.top(), bottom = a.bottom();
+    if constexpr (keepsSecond<op>) {
+        top = std::min(top, b.top());
+        bottom = std::max(bottom, b.bottom());
+    } else if constexpr (!keepsFirst<op>) {
+        top = std::max(top, b.top());
+        bottom = std::min(bottom, b.bottom());
+    }
+    if (top >= bottom)
+        return true;
+    seams_.room(a.seamCount + b.seamCount);
+    if (!mergeRows<op>(a, b, top, bottom, limit))
+        return false;
+    edges_.shrink();
+    if (bands_.size() > 0)
+        cutSeams();
+    addSeams(a);
+    addSeams(b);
+    return true;
+}
+
+/// An operation that leaves the rows where the other side has nothing as they are.
+template <RegionOp op>
+void RegionBands::change(RegionView const & other) {
+    RegionView const old = view();
+    std::int32_t const top = old.top(), bottom = old.bottom();
+    std::size_t from = old.firstFrom(other.top());
+    std::size_t const to = old.firstFrom(std::int64_t(other.bottom()) + 1);
+    RegionBands middle;
+    if (from > 0) { // the band above, which what follows may be like
+        --from;
+        middle.bands_.add({old.bands[from].y, 0});
+        if (from + 1 < old.count)
+            middle.edges_.append(old.begin(from),
+                                 old.bands[from + 1].first - old.bands[from].first);
+    }
+    middle.mergeRows<op>(old, other, other.top(), other.bottom(), noLimit);
+    splice(middle, from, to);
+    if (bands_.size() < 2)
+        bands_.cut(0);
+    if (op != RegionOp::Union && (isEmpty() || view().top() != top || view().bottom() != bottom))
+        cutSeams();
+    seamsInOrder_ = seams_.size() == 0; // a band may begin at one now
+    addSeams(other);
+    RegionView rows = middle.view();
+    rows.count = 0; // these bands are a piece of a region: its seams may lie anywhere
+    addSeams(rows);
+}
+
+template <RegionOp op>
+void RegionBands::combine(RegionView const & a, RegionView const & b) {
+    bool const inPlace = bands_.data() == a.bands;
+    if constexpr (keepsFirst<op>) {
+        // Few rows of many: the others stay or are copied as they are.
+        std::size_t const from = a.firstFrom(b.top());
+        std::size_t const to = a.firstFrom(std::int64_t(b.bottom()) + 1);
+        if (to - from < a.count / 2) {
+            if (!inPlace)
+                *this = RegionBands(a);
+            return change<op>(b);
+        }
+    }
+    RegionBands result;
+    result.merge<op>(a, b, noLimit);
+    *this = std::move(result);
+}
+
+void RegionBands::combine(RegionView const & a, RegionOp op, RegionView const & b) {
+    if (a.isEmpty() || b.isEmpty()) {
+        bool const keepsB = op == RegionOp::Union || op == RegionOp::SymmetricDifference;
+        bool const keepsA = op != RegionOp::Intersection;
+        *this = b.isEmpty() && keepsA ? RegionBands(a) : keepsB ? RegionBands(b) : RegionBands();
         return;
     }
     switch (op) {
         case RegionOp::Union:
-            return change<RegionOp::Union>(other);
-        case RegionOp::Difference:
-            return change<RegionOp::Difference>(other);
-        case RegionOp::SymmetricDifference:
-            return change<RegionOp::SymmetricDifference>(other);
+            return combine<RegionOp::Union>(a, b);
         case RegionOp::Intersection:
-            break;
+            return combine<RegionOp::Intersection>(a, b);
+        case RegionOp::Difference:
+            return combine<RegionOp::Difference>(a, b);
+        case RegionOp::SymmetricDifference:
+            return combine<RegionOp::SymmetricDifference>(a, b);
     }
-    RegionBands result;
-    std::int32_t const top = std::max(view().top(), other.top());
-    std::int32_t const bottom = std::min(view().bottom(), other.bottom());
-    if (top < bottom) {
-        result.mergeRows<RegionOp::Intersection>(view(), other, top, bottom, noLimit);
-        result.trim();
-    }
-    *this = std::move(result);
 }
 
 bool RegionBands::uniteHalves(GRect const * rects, std::size_t count) {
@@ -264,14 +469,13 @@ bool RegionBands::uniteHalves(GRect const * rects, std::size_t count) {
     if (!uniteHalves(rects, count / 2) || !second.uniteHalves(rects + count / 2, count - count / 2))
         return false;
     RegionView const a = view(), b = second.view();
-    if (a.isEmpty())
-        std::swap(*this, second);
-    if (a.isEmpty() || b.isEmpty())
+    if (a.isEmpty() || b.isEmpty()) {
+        if (a.isEmpty())
+            *this = std::move(second);
         return true;
+    }
     RegionBands result;
-    std::size_t const limit = count * 64 + 1000000;
-    if (!result.mergeRows<RegionOp::Union>(a, b, std::min(a.top(), b.top()),
-                                           std::max(a.bottom(), b.bottom()), limit))
+    if (!result.merge<RegionOp::Union>(a, b, mostEdges(count)))
         return false;
     *this = std::move(result);
     return true;
@@ -279,8 +483,13 @@ bool RegionBands::uniteHalves(GRect const * rects, std::size_t count) {
 
 bool RegionBands::unite(GRect const * rects, std::size_t count) {
     *this = RegionBands();
-    if (count == 0 || uniteHalves(rects, count))
+    if (count == 0)
         return true;
+    if (uniteHalves(rects, count)) {
+        orderSeams();
+        if (view().spanCount() <= mostEdges(count) / 2)
+            return true;
+    }
     *this = RegionBands();
     return false;
 }
@@ -301,10 +510,12 @@ void RegionBands::move(std::int64_t dx, std::int64_t dy) {
         };
         auto const size = [](std::int64_t by) { return static_cast<long>(whole - std::abs(by)); };
         GRect const staying(from(dx), from(dy), size(dx), size(dy));
-        combine(RegionOp::Intersection, RegionRect(staying).view());
+        combine(view(), RegionOp::Intersection, RegionRect(staying).view());
     }
     for (std::size_t i = 0; i < bands_.size(); ++i)
         bands_[i].y += static_cast<std::int32_t>(dy);
+    for (std::size_t i = 0; i < seams_.size(); ++i)
+        seams_[i] += static_cast<std::int32_t>(dy);
     for (std::size_t i = 0; i < edges_.size(); ++i)
         edges_[i] += static_cast<std::int32_t>(dx);
 }

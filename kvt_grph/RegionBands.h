@@ -6,8 +6,9 @@
 // that a merge runs through memory once and in order, and a change of a few rows is a copy of a
 // few rows and one move of what follows.
 //
-// Where two bands meet stays remembered, even where both have the same edges: a merge has a band
-// wherever either side has one.
+// Where two bands met stays remembered when both have the same edges: to the outside they stay two.
+// Here they are one, with a seam at that row. Most questions have nothing to do with seams, and so
+// they are only put in order when somebody asks for the bands as the outside sees them.
 #pragma once
 
 #include "foundation/GRect.h"
@@ -43,7 +44,6 @@ class RegionArray {
     std::size_t size() const { return size_; }
     T & operator[](std::size_t i) { return items_[i]; }
     T const & operator[](std::size_t i) const { return items_[i]; }
-    T & back() { return items_[size_ - 1]; }
 
     /// Where the next `count` items go.
     T * room(std::size_t count) {
@@ -54,6 +54,15 @@ class RegionArray {
     void add(T const & item) {
         *room(1) = item;
         ++size_;
+    }
+    void append(T const * items, std::size_t count) {
+        std::copy_n(items, count, room(count));
+        size_ += count;
+    }
+    /// Gives back what it has in excess when that is much.
+    void shrink() {
+        if (capacity_ > 2 * size_ + 64)
+            reallocate(size_);
     }
     /// Takes what was put into the room up to `end`, or gives up what stands behind it.
     void setEnd(T const * end) { size_ = static_cast<std::size_t>(end - items_.get()); }
@@ -71,12 +80,12 @@ class RegionArray {
   private:
     static_assert(std::is_trivially_copyable_v<T>);
 
-    void grow(std::size_t count) {
-        std::size_t const wanted = std::max(size_ + count, capacity_ * 2);
-        auto items = std::make_unique_for_overwrite<T[]>(wanted);
+    void grow(std::size_t count) { reallocate(std::max(size_ + count, capacity_ * 2)); }
+    void reallocate(std::size_t capacity) {
+        auto items = std::make_unique_for_overwrite<T[]>(capacity);
         std::copy_n(items_.get(), size_, items.get());
         items_ = std::move(items);
-        capacity_ = wanted;
+        capacity_ = capacity;
     }
 
     std::unique_ptr<T[]> items_;
@@ -98,11 +107,15 @@ struct RegionBand {
     std::uint32_t first;
 };
 
-/// The bands of somebody else. None, or at least two, of which the last has no edges.
+/// The bands of somebody else. None, or at least two, of which the last has no edges. No two in a
+/// row have the same edges.
 struct RegionView {
     RegionBand const * bands = nullptr;
     std::size_t count = 0;
     std::int32_t const * edges = nullptr;
+    std::int32_t const * seams = nullptr;
+    std::size_t seamCount = 0;
+    bool seamsInOrder = true; // and each there once
 
     bool isEmpty() const { return count == 0; }
     std::int32_t top() const { return bands[0].y; }
@@ -115,8 +128,11 @@ struct RegionView {
     std::size_t firstFrom(std::int64_t y) const;
     /// The lowest edge and the highest one; there must be any.
     std::pair<std::int32_t, std::int32_t> columns() const;
+    /// How many spans forEach has. The seams must be in order.
+    std::size_t spanCount() const;
     /// Calls `visit(left, top, right, bottom)`, the latter two exclusive, for each span of the
-    /// bands that reach into the rows `from` up to `to`, until it returns false; so does this then.
+    /// bands and parts of bands between seams that reach into the rows `from` up to `to`, until it
+    /// returns false; so does this then. The seams must be in order.
     template <class Visit>
     bool forEach(std::int64_t from, std::int64_t to, Visit visit) const;
 };
@@ -142,10 +158,15 @@ class RegionBands {
     RegionBands() = default;
     explicit RegionBands(RegionView const & view);
 
-    RegionView view() const { return {bands_.data(), bands_.size(), edges_.data()}; }
+    RegionView view() const {
+        return {bands_.data(), bands_.size(), edges_.data(),
+                seams_.data(), seams_.size(), seamsInOrder_};
+    }
     bool isEmpty() const { return bands_.size() == 0; }
-    /// What the operation leaves of these (the first side) and the others, which must not be these.
-    void combine(RegionOp op, RegionView const & other);
+    /// Puts the seams in order, each once and none where a band begins. It changes nothing else.
+    void orderSeams();
+    /// Puts here what the operation makes of two sides. The first may be these bands themselves.
+    void combine(RegionView const & a, RegionOp op, RegionView const & b);
     /// Puts the union of these rectangles here, with the bands that it has in whatever order they
     /// are added. False, and no bands, when it would have more than a million edges and 64 more for
     /// each rectangle: what a few bytes a rectangle can claim must not grow with their square.
@@ -158,12 +179,21 @@ class RegionBands {
     bool mergeRows(RegionView const & a, RegionView const & b, std::int32_t top,
                    std::int32_t bottom, std::size_t limit);
     template <RegionOp op>
+    bool merge(RegionView const & a, RegionView const & b, std::size_t limit);
+    template <RegionOp op>
+    void combine(RegionView const & a, RegionView const & b);
+    template <RegionOp op>
     void change(RegionView const & other);
+    void splice(RegionBands const & middle, std::size_t from, std::size_t to);
+    void addSeams(RegionView const & from);
+    void cutSeams();
     bool uniteHalves(GRect const * rects, std::size_t count);
-    void trim();
 
     RegionArray<RegionBand> bands_;
     RegionArray<std::int32_t> edges_;
+    RegionArray<std::int32_t> seams_; // all between the first band and the last
+    bool seamsInOrder_ = true;
+    std::size_t orderedSeams_ = 0; // how many there were when they were last put in order
 };
 
 /// Whether any pixel is in both.
@@ -178,10 +208,22 @@ bool RegionView::forEach(std::int64_t from, std::int64_t to, Visit visit) const 
     std::size_t band = firstFrom(from);
     if (band > 0 && (band == count || bands[band].y > from))
         --band;
-    for (; band + 1 < count && bands[band].y < to; ++band)
+    std::int32_t const * const seamsEnd = seams + seamCount;
+    std::int32_t const * seam =
+        std::upper_bound(seams, seamsEnd, std::max<std::int64_t>(from, top()));
+    std::int64_t top = bands[band].y;
+    if (seam != seams && seam[-1] > top)
+        top = seam[-1];
+    while (band + 1 < count && top < to) {
+        std::int32_t const next = bands[band + 1].y;
+        bool const cut = seam != seamsEnd && *seam < next;
+        std::int32_t const bottom = cut ? *seam++ : next;
         for (std::int32_t const * edge = begin(band); edge != end(band); edge += 2)
-            if (!visit(edge[0], bands[band].y, edge[1], bands[band + 1].y))
+            if (!visit(edge[0], static_cast<std::int32_t>(top), edge[1], bottom))
                 return false;
+        top = bottom;
+        band += !cut;
+    }
     return true;
 }
 
