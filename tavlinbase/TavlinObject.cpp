@@ -285,9 +285,20 @@ Object * Object::reg() {
     bool const isNew = registeredClass_ == nullptr;
     if (!isNew && registeredClass_ != metaClass)
         unreg(); // a constructor of a base class has registered it as that class
+    bool const compared = needToCompare();
+    // What is registered stands in its set, so there is nothing to look for. Every reference to an
+    // object that a stream gives comes this way.
+    if (!compared && registeredClass_)
+        return this;
     ClassExemplarSet & set = ClassExemplarSet::Get(metaClass);
+    if (!compared && set.byAddress_) {
+        registeredClass_ = metaClass;
+        ObjectHold const hold(count_);
+        set.enter(this);
+        return this;
+    }
     long index;
-    bool const found = needToCompare() ? set.findEqual(*this, index) : set.findPlace(*this, index);
+    bool const found = compared ? set.findEqual(*this, index) : set.findPlace(*this, index);
     if (found) {
         // One that lost has nothing to take out when it ends, perhaps long after the survivor.
         return set.at(index);
@@ -445,10 +456,63 @@ long ClassExemplarSet::placeOf(Object const * object) const {
     return index;
 }
 
+/// Takes an object that is in no set. One whose address is the greatest is in its place at once.
+void ClassExemplarSet::enter(Object * object) {
+    long const count = TGSortedCollection::getCount();
+    if (fresh_.empty() &&
+        (count == 0 || std::less<Object const *>()(TGSortedCollection::at(count - 1), object))) {
+        v_at_insert(count, object);
+        return;
+    }
+    fresh_.push_back(object);
+    unsettled_.store(true, std::memory_order_release);
+    tell(&ClassExemplarSet::regNotifier_, object);
+}
+
+/// Grows faster than by the delta: a world registers some hundred thousand objects of one class.
+void ClassExemplarSet::makeRoomFor(long count) {
+    if (long const limit = getLimit(); count > limit)
+        setLimit(std::max(count, limit + std::max(getDelta(), limit / 2)));
+}
+
+void ClassExemplarSet::settle() {
+    std::lock_guard const lock(g_registryLock);
+    if (fresh_.empty())
+        return;
+    auto const freshCount = static_cast<long>(fresh_.size());
+    long old = TGSortedCollection::getCount();
+    makeRoomFor(old + freshCount);
+    std::sort(fresh_.begin(), fresh_.end(), std::less<>());
+    long place = old + freshCount;
+    for (long i = old; i < place; ++i)
+        GCollection::v_at_insert(i, nullptr);
+    // From the end, so that what stands in front of all fresh ones is not touched.
+    for (long fresh = freshCount; fresh > 0;) {
+        Object * const last = fresh_[static_cast<std::size_t>(fresh - 1)];
+        bool const stays = old == 0 || std::less<>()(TGSortedCollection::at(old - 1), last);
+        GCollection::v_at_put(--place, stays ? last : TGSortedCollection::at(old - 1));
+        --(stays ? fresh : old);
+    }
+    fresh_ = {};
+    unsettled_.store(false, std::memory_order_release);
+}
+
+long ClassExemplarSet::v_index_of(void const * item) const {
+    return settled().TGSortedCollection::v_index_of(item);
+}
+
+void ClassExemplarSet::v_at_put(long index, void * item) {
+    settled();
+    TGSortedCollection::v_at_put(index, item);
+}
+
+long ClassExemplarSet::v_insert(void * item) {
+    settled();
+    return TGSortedCollection::v_insert(item);
+}
+
 void ClassExemplarSet::v_at_insert(long index, void * item) {
-    // Faster than by the delta: a world registers some hundred thousand objects of one class.
-    if (getCount() == getLimit())
-        setLimit(getLimit() + std::max(getDelta(), getLimit() / 2));
+    makeRoomFor(getCount() + 1);
     GCollection::v_at_insert(index, item);
     auto * const object = static_cast<Object *>(item);
     std::less<Object const *> const before;
@@ -463,6 +527,8 @@ void ClassExemplarSet::v_at_remove(long index) {
     if (getCount() == 0)
         byAddress_ = true;
     tell(&ClassExemplarSet::unregNotifier_, object);
+    if (object)
+        object->registeredClass_ = nullptr;
 }
 
 // Prior callbacks from the exact class upward, then post callbacks from the root downward.

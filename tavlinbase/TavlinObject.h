@@ -8,6 +8,7 @@
 #include "tavlinbase/AUnknown.h"
 #include "tavlinbase/Notifyer.h"
 
+#include <atomic>
 #include <vector>
 
 namespace Tavlin {
@@ -69,6 +70,7 @@ class ONDREL_API Object : public virtual RefCounter {
 
   private:
     friend class AUnknown;
+    friend class ClassExemplarSet;
     friend class InterfaceIterator;
     friend class ObjectCreator;
 
@@ -134,6 +136,10 @@ class ONDREL_API ClassExemplarSetNof : public Notifyer {
 
 /// The registered objects of one exact class, by address; those that were compared follow in the
 /// order of registration. Lives as long as there are objects, sets of derived classes or callbacks.
+///
+/// A load registers its objects in any order of addresses, so they are put in order only when
+/// somebody looks: every access through this class does so first. Access through a base class is
+/// for code that registers nothing meanwhile.
 class ONDREL_API ClassExemplarSet : public TGSortedCollection<Object> {
   public:
     ClassExemplarSet(GMetaClass const * metaClass, ClassExemplarSet * parent);
@@ -145,6 +151,13 @@ class ONDREL_API ClassExemplarSet : public TGSortedCollection<Object> {
     ClassExemplarSetNof & regNotifier() { return regNotifier_; }
     ClassExemplarSetNof & unregNotifier() { return unregNotifier_; }
 
+    long getCount() const { return settled().TGSortedCollection::getCount(); }
+    Object * at(long index) const { return settled().TGSortedCollection::at(index); }
+    Object * operator[](long index) const { return at(index); }
+    bool search(void const * key, long & index) const {
+        return settled().TGSortedCollection::search(key, index);
+    }
+
     int compare(void const * a, void const * b) const override;
     /// Frees arrays that are not in use; for the end of the program.
     void giveBack();
@@ -155,7 +168,10 @@ class ONDREL_API ClassExemplarSet : public TGSortedCollection<Object> {
     static ClassExemplarSet & Get(GMetaClass const * metaClass);
 
   protected:
+    long v_index_of(void const * item) const override;
     void v_at_insert(long index, void * item) override;
+    void v_at_put(long index, void * item) override;
+    long v_insert(void * item) override;
     void v_at_remove(long index) override;
 
   private:
@@ -163,6 +179,14 @@ class ONDREL_API ClassExemplarSet : public TGSortedCollection<Object> {
     friend class ObjectRegCallback;
     friend class ObjectUnRegCallback;
 
+    ClassExemplarSet const & settled() const {
+        if (unsettled_.load(std::memory_order_acquire))
+            const_cast<ClassExemplarSet *>(this)->settle();
+        return *this;
+    }
+    void settle();
+    void makeRoomFor(long count);
+    void enter(Object * object);
     bool findEqual(Object const & object, long & index) const;
     bool findPlace(Object const & object, long & index) const;
     long placeOf(Object const * object) const;
@@ -175,8 +199,10 @@ class ONDREL_API ClassExemplarSet : public TGSortedCollection<Object> {
     ClassSet children_{1};
     ClassExemplarSetNof regNotifier_;
     ClassExemplarSetNof unregNotifier_;
-    int telling_ = 0;       // callbacks are being told, so the set must stay
-    bool byAddress_ = true; // the exemplars stand in the order of their addresses
+    int telling_ = 0;                    // callbacks are being told, so the set must stay
+    bool byAddress_ = true;              // the exemplars stand in the order of their addresses
+    std::vector<Object *> fresh_;        // exemplars that are still to be put in their places
+    std::atomic<bool> unsettled_{false}; // there are such; changed under the lock of the registry
 };
 
 /// Hands a new or loaded object over: owns it until registration has told which object survives.
