@@ -267,7 +267,7 @@ bool ResourceFileServer::create_directory(GResourcePath const & path) {
     bool made = false;
     {
         GSingleLock const lock(lock_);
-        made = find_or_create_directory(path, created) != nullptr;
+        made = !busy_ && find_or_create_directory(path, created) != nullptr;
     }
     tell(created, GResourceFullName(path, GString(), GString()));
     return made;
@@ -278,7 +278,7 @@ bool ResourceFileServer::remove_directory(GResourcePath const & path) {
         return false;
     {
         GSingleLock const lock(lock_);
-        if (!remove_directory_below(path))
+        if (busy_ || !remove_directory_below(path))
             return false;
     }
     ResourceFile::Reason_DirectoryInfo info{{this}, path};
@@ -308,7 +308,7 @@ bool ResourceFileServer::rename_directory(GResourcePath const & from, GResourceP
     GResourcePath const target = to.subpath(0, to.getCount() - 1);
     {
         GSingleLock const lock(lock_);
-        GResourceDirectory * const directory = find_directory(from);
+        GResourceDirectory * const directory = busy_ ? nullptr : find_directory(from);
         if (!directory || to.getCount() + depthBelow(*directory, maxDepth) > maxDepth)
             return false;
         GResourceDirectory * const parent = find_or_create_directory(target, created);
@@ -335,7 +335,7 @@ bool ResourceFileServer::remove_type(GResourceFullName const & fullName) {
         return false;
     {
         GSingleLock const lock(lock_);
-        GResourceDirectory * const directory = find_directory(fullName);
+        GResourceDirectory * const directory = busy_ ? nullptr : find_directory(fullName);
         long index = 0;
         if (!directory || !directory->search(fullName.type.c_str(), index))
             return false;
@@ -350,6 +350,8 @@ void ResourceFileServer::empty() {
     if (!writable())
         return;
     GSingleLock const lock(lock_);
+    if (busy_)
+        return;
     root_->empty();
     root_->remove_subdirectories();
     ResourceFile::Reason_DirectoryInfo info{{this}, GResourcePath()};
@@ -366,7 +368,7 @@ bool ResourceFileServer::remove(GResourceFullName const & fullName) {
         return false;
     {
         GSingleLock const lock(lock_);
-        if (!remove_item(fullName))
+        if (busy_ || !remove_item(fullName))
             return false;
     }
     ResourceFile::Reason_FullNameInfo info{{this}, fullName};
@@ -381,7 +383,7 @@ bool ResourceFileServer::rename(GResourceFullName const & from, GResourceFullNam
     bool replaced = false;
     {
         GSingleLock const lock(lock_);
-        ResourceItem * const item = find_item(from);
+        ResourceItem * const item = busy_ ? nullptr : find_item(from);
         if (!item)
             return false;
         ResourceCollection & former = *find_type(from)->items();
@@ -451,6 +453,8 @@ GStreamable * ResourceFileServer::get_from_item(ResourceItem * item, bool keep) 
         return nullptr;
     if (keep && item->object())
         return item->object();
+    if (busy_)
+        return nullptr;
     if (!is_within(*item)) {
         stream_->setstate(pstream::ReadFailedBit);
         return nullptr;
@@ -536,6 +540,8 @@ bool ResourceFileServer::copy_block(GResourceFullName const & fullName, ipstream
     bool stored = false;
     {
         GSingleLock const lock(lock_);
+        if (busy_)
+            return false;
         if (size < 0) {
             long const start = source.tellg();
             long const end = source.seekg(0, GIO::FromEnd);

@@ -126,7 +126,9 @@ void ResourceFileServerList::disconnect(ResourceFile & file) {
     if (!server)
         return;
     server->unregister_resource_file(file);
-    if (server->clients_.getCount() > 0 || server->used_)
+    // An object that closes the last handle on the file that it is being read from leaves a server
+    // without handles, which waits for the next one.
+    if (server->clients_.getCount() > 0 || server->used_ || server->busy_)
         return;
     remove(server);
     delete server;

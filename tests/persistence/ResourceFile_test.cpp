@@ -97,6 +97,14 @@ class Meddler : public Tracked {
         file->mark_as_modified();
         EXPECT_FALSE(file->flush());
         EXPECT_FALSE(file->pack());
+        // What is being stored would go away under the storing.
+        EXPECT_FALSE(file->remove(named("d\\m,T")));
+        EXPECT_FALSE(file->rename(named("a,T"), named("d\\m,T")));
+        EXPECT_FALSE(file->remove_type(named("d\\m,T")));
+        EXPECT_FALSE(file->remove_directory(path("d")));
+        EXPECT_FALSE(file->rename_directory(path("d"), path("e")));
+        EXPECT_FALSE(file->create_directory(path("e")));
+        file->empty();
     }
     void read(ipstream & in) override {
         meddle();
@@ -119,11 +127,40 @@ TEST_F(ResourceFileTest, AnObjectCannotUseItsFileWhileItIsStored) {
     Meddler::file = &file;
     Meddler meddler;
     meddler.number = 8;
-    EXPECT_TRUE(file.put(&meddler, named("m,T"), false));
-    std::unique_ptr<GStreamable> const back(file.get(named("m,T"), false));
+    EXPECT_TRUE(file.put(&meddler, named("d\\m,T"), false));
+    std::unique_ptr<GStreamable> const back(file.get(named("d\\m,T"), false));
     ASSERT_NE(gcast<Meddler>(back.get()), nullptr);
     EXPECT_EQ(gcast<Meddler>(back.get())->number, 8);
     EXPECT_EQ(get(file, "a,T"), "A");
+    EXPECT_TRUE(file.flush());
+}
+
+/// Closes the handle that reads it.
+class Closer : public Tracked {
+    G_DECLARE_CREATABLE(Closer)
+  public:
+    void read(ipstream & in) override {
+        Meddler::file->close();
+        in >> number;
+    }
+    void write(opstream & out) override { out << number; }
+    int number = 7;
+};
+
+G_DEFINE_CREATABLE(Closer, "T::Closer", Tracked)
+
+TEST_F(ResourceFileTest, AnObjectMayCloseItsFileWhileItIsRead) {
+    ResourceFile file(fileName().c_str(), IO::ReadWriteMode);
+    Meddler::file = &file;
+    Closer closer;
+    closer.number = 8;
+    EXPECT_TRUE(file.put(&closer, named("c,T"), false));
+    std::unique_ptr<GStreamable> const back(file.get(named("c,T"), false));
+    ASSERT_NE(gcast<Closer>(back.get()), nullptr);
+    EXPECT_EQ(gcast<Closer>(back.get())->number, 8);
+    EXPECT_FALSE(file.is_open());
+    file.open(fileName().c_str(), IO::ReadWriteMode);
+    EXPECT_TRUE(file.exist(named("c,T"))) << "what could not be flushed then is still there";
     EXPECT_TRUE(file.flush());
 }
 
