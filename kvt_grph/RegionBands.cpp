@@ -13,6 +13,9 @@ constexpr std::size_t noLimit = std::numeric_limits<std::size_t>::max() - 1;
 /// Rows with at most so many edges on both sides are merged whole.
 constexpr std::size_t shortRow = 12;
 
+/// From so many bands on it is worth the while to find out how many edges may come.
+constexpr std::size_t fewBands = 256;
+
 /// What the union of so many rectangles may have.
 constexpr std::size_t mostEdges(std::size_t rects) {
     return rects * 64 + 1000000;
@@ -46,9 +49,28 @@ struct Edges {
     bool is(Edges const & other) const { return at == other.at && end == other.end; }
 };
 
+/// Whether they are alike. Most rows tell with their first edges.
 bool sameEdges(Edges const & a, Edges const & b) {
-    return a.count() == b.count() &&
-           (a.at == b.at || std::memcmp(a.at, b.at, a.count() * sizeof *a.at) == 0);
+    if (a.count() != b.count())
+        return false;
+    for (std::size_t i = 0; i < a.count(); ++i)
+        if (a.at[i] != b.at[i])
+            return false;
+    return true;
+}
+
+/// Puts edges to `out` and returns where they end.
+std::int32_t * put(Edges const & edges, std::int32_t * out) {
+    if (edges.count() > shortRow)
+        return std::copy(edges.at, edges.end, out);
+    for (std::int32_t const * edge = edges.at; edge != edges.end; ++edge)
+        *out++ = *edge;
+    return out;
+}
+
+/// Whether `a` is one span that holds all of `b`.
+bool covers(Edges const & a, Edges const & b) {
+    return a.count() == 2 && !b.isEmpty() && a.at[0] <= b.at[0] && a.at[1] >= b.end[-1];
 }
 
 /// Merges the edges of a part of a row that begins in `state`. `out` has room for all of both and
@@ -70,40 +92,83 @@ std::int32_t * mergeEdges(unsigned state, Edges a, Edges b, std::int32_t * out) 
     }
     // The side that has ended decides whether the edges of the other are any of the result.
     if (isInside<op>(state) != isInside<op>(state ^ 1))
-        out = std::copy(a.at, a.end, out);
+        out = put(a, out);
     if (isInside<op>(state) != isInside<op>(state ^ 2))
-        out = std::copy(b.at, b.end, out);
+        out = put(b, out);
     return out;
 }
 
-/// Where a row differs from the one above: `prefix` edges in front and `suffix` edges at the end
-/// are the same.
-struct Changed {
-    std::size_t prefix, suffix;
-
-    Changed(Edges const & row, Edges const & above);
-};
-
-Changed::Changed(Edges const & row, Edges const & above) {
-    std::size_t const shorter = std::min(row.count(), above.count());
-    for (prefix = 0; prefix < shorter && row.at[prefix] == above.at[prefix]; ++prefix) {
+/// The same for a whole row. Where many rectangles lie over each other, most rows are one long
+/// span.
+template <RegionOp op>
+std::int32_t * mergeRow(Edges const & a, Edges const & b, std::int32_t * out) {
+    if constexpr (op == RegionOp::Union || op == RegionOp::Intersection) {
+        constexpr bool outer = op == RegionOp::Union;
+        if (covers(a, b))
+            return put(outer ? a : b, out);
+        if (covers(b, a))
+            return put(outer ? b : a, out);
     }
-    for (suffix = 0;
-         suffix < shorter - prefix && row.end[-1 - static_cast<std::ptrdiff_t>(suffix)] ==
-                                          above.end[-1 - static_cast<std::ptrdiff_t>(suffix)];
-         ++suffix) {
-    }
+    return mergeEdges<op>(0, a, b, out);
 }
 
-/// The part of a row that stands between two columns, both inclusive. Counting all edges is quicker
-/// than jumping around in a row.
-Edges between(Edges const & row, std::int32_t low, std::int32_t high) {
-    std::uint32_t below = 0, behind = 0;
-    for (std::int32_t const * edge = row.at; edge != row.end; ++edge) {
-        below += *edge < low;
-        behind += *edge > high;
+/// The columns between which the rows differ from those above; none when `low` is above `high`.
+struct Changed {
+    std::int32_t low = std::numeric_limits<std::int32_t>::max();
+    std::int32_t high = std::numeric_limits<std::int32_t>::min();
+
+    /// Returns the part of the row that differs.
+    Edges add(Edges row, Edges above);
+    bool isEmpty() const { return low > high; }
+
+  private:
+    void add(Edges const & edges) {
+        if (edges.isEmpty())
+            return;
+        low = std::min(low, *edges.at);
+        high = std::max(high, edges.end[-1]);
     }
-    return {row.at + below, row.end - behind};
+};
+
+/// Two edges at once.
+std::uint64_t pairOfEdges(std::int32_t const * edges) {
+    std::uint64_t pair;
+    std::memcpy(&pair, edges, sizeof pair);
+    return pair;
+}
+
+Edges Changed::add(Edges row, Edges above) {
+    if (row.is(above))
+        return {row.end, row.end};
+    // Rows have an even number of edges, so that pairs need no rest; that the other edge of a pair
+    // is counted as changed does no harm.
+    std::size_t same = std::min(row.count(), above.count());
+    for (; same > 0 && pairOfEdges(row.at) == pairOfEdges(above.at); same -= 2) {
+        row.at += 2;
+        above.at += 2;
+    }
+    for (; same > 0 && pairOfEdges(row.end - 2) == pairOfEdges(above.end - 2); same -= 2) {
+        row.end -= 2;
+        above.end -= 2;
+    }
+    add(row);
+    add(above);
+    return row;
+}
+
+/// The part of a row that stands between two columns, both inclusive. Both ends are found by
+/// halving in step, and without a branch on what is as good as random.
+Edges between(Edges const & row, std::int32_t low, std::int32_t high) {
+    if (row.isEmpty())
+        return row;
+    std::int32_t const *first = row.at, *behind = row.at;
+    std::size_t left = row.count();
+    for (; left > 1; left -= left / 2) {
+        std::size_t const half = left / 2;
+        first += half * (first[half - 1] < low);
+        behind += half * (behind[half - 1] <= high);
+    }
+    return {first + (*first < low), behind + (*behind <= high)};
 }
 
 /// One row of both sides and what came out of it.
@@ -111,31 +176,25 @@ struct MergedRow {
     Edges a, b, out;
 };
 
-/// The same as mergeEdges for whole rows below a row that is merged already and differs in one of
-/// the sides alone. Neighbours differ in little, so what lies left and right of that is copied.
+/// The same as mergeEdges for whole rows below a row that is merged already. Neighbours differ in
+/// little, so what lies left and right of that is copied.
 template <RegionOp op>
 std::int32_t * mergeChanged(MergedRow const & above, Edges const & a, Edges const & b,
                             std::int32_t * out) {
-    bool const first = !a.is(above.a);
-    Edges const &row = first ? a : b, &rowAbove = first ? above.a : above.b;
-    Edges const & other = first ? b : a;
-    Changed const same(row, rowAbove);
-    Edges const changed{row.at + same.prefix, row.end - same.suffix};
-    Edges const changedAbove{rowAbove.at + same.prefix, rowAbove.end - same.suffix};
-    std::int32_t low = std::numeric_limits<std::int32_t>::max();
-    std::int32_t high = std::numeric_limits<std::int32_t>::min();
-    for (Edges const & part : {changed, changedAbove})
-        if (!part.isEmpty()) {
-            low = std::min(low, *part.at);
-            high = std::max(high, part.end[-1]);
-        }
-    if (low > high)
+    Changed changed;
+    Edges partOfA = changed.add(a, above.a);
+    Edges partOfB = changed.add(b, above.b);
+    if (changed.isEmpty())
         return std::copy(above.out.at, above.out.end, out);
-    Edges const beside = between(other, low, high), replaced = between(above.out, low, high);
-    unsigned const inRow = same.prefix & 1, inOther = (beside.at - other.at) & 1;
+    if (!b.is(above.b))
+        partOfA = between(a, changed.low, changed.high);
+    if (!a.is(above.a))
+        partOfB = between(b, changed.low, changed.high);
+    Edges const replaced = between(above.out, changed.low, changed.high);
+    auto const inA = static_cast<unsigned>(partOfA.at - a.at) & 1;
+    auto const inB = static_cast<unsigned>(partOfB.at - b.at) & 1;
     out = std::copy(above.out.at, replaced.at, out);
-    out = first ? mergeEdges<op>(inRow | inOther << 1, changed, beside, out)
-                : mergeEdges<op>(inOther | inRow << 1, beside, changed, out);
+    out = mergeEdges<op>(inA | inB << 1, partOfA, partOfB, out);
     return std::copy(replaced.end, above.out.end, out);
 }
 
@@ -322,24 +381,27 @@ void RegionBands::cutSeams() {
 template <RegionOp op>
 bool RegionBands::mergeRows(RegionView const & a, RegionView const & b, std::int32_t top,
                             std::int32_t bottom, std::size_t limit) {
-    std::size_t most = 0;
-    walk(a, b, top, bottom, [&](std::int32_t, Edges const & first, Edges const & second) {
-        most += first.count() + second.count();
-        return most <= limit;
-    });
-    edges_.room(std::min(most, limit) + 1);
+    if (a.count + b.count > fewBands) {
+        std::size_t most = 0;
+        walk(a, b, top, bottom, [&](std::int32_t, Edges const & first, Edges const & second) {
+            most += first.count() + second.count();
+            return most <= limit;
+        });
+        edges_.room(std::min(most, limit) + 1);
+    }
     MergedRow above;
     std::size_t rowStart = 0; // of the row above
-    if (bands_.size() > 0)
-        above.a = {edges_.data(), edges_.data() + edges_.size()};
+    bool hasBandAbove = bands_.size() > 0;
     bool const fits =
         walk(a, b, top, bottom, [&](std::int32_t y, Edges const & first, Edges const & second) {
             std::size_t const longest = first.count() + second.count();
             std::int32_t * const out = edges_.room(longest + 1);
             above.out = {edges_.data() + rowStart, out};
-            bool const few = longest > shortRow && first.is(above.a) != second.is(above.b);
-            std::int32_t * const end = few ? mergeChanged<op>(above, first, second, out)
-                                           : mergeEdges<op>(0, first, second, out);
+            if (std::exchange(hasBandAbove, false))
+                above.a = above.out;
+            std::int32_t * const end = longest > shortRow
+                                           ? mergeChanged<op>(above, first, second, out)
+                                           : mergeRow<op>(first, second, out);
             above.a = first;
             above.b = second;
             if (!sameEdges(above.out, {out, end})) {
@@ -384,9 +446,12 @@ bool RegionBands::merge(RegionView const & a, RegionView const & b, std::size_t 
     }
     if (top >= bottom)
         return true;
-    seams_.room(a.seamCount + b.seamCount);
+    bands_.room(a.count + b.count);
+    edges_.room(a.edgeCount() + b.edgeCount() + 1);
+    seams_.room(a.seamCount + b.seamCount + a.count + b.count);
     if (!mergeRows<op>(a, b, top, bottom, limit))
         return false;
+    bands_.shrink();
     edges_.shrink();
     if (bands_.size() > 0)
         cutSeams();

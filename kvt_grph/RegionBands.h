@@ -80,7 +80,9 @@ class RegionArray {
   private:
     static_assert(std::is_trivially_copyable_v<T>);
 
-    void grow(std::size_t count) { reallocate(std::max(size_ + count, capacity_ * 2)); }
+    void grow(std::size_t count) {
+        reallocate(std::max({size_ + count, capacity_ * 2, std::size_t{16}}));
+    }
     void reallocate(std::size_t capacity) {
         auto items = std::make_unique_for_overwrite<T[]>(capacity);
         std::copy_n(items_.get(), size_, items.get());
