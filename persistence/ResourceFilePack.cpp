@@ -37,11 +37,12 @@ bool ResourceFileServer::lie_in_order(Items const & items, long end) {
     long now = headerSize;
     for (long i = 0; i < items.getCount(); ++i) {
         ResourceItem const & item = *items.at(i);
-        if (item.offset < now || item.size < 0)
+        if (item.offset < now || item.offset > end || item.size < 0 ||
+            item.size > end - item.offset)
             return false;
         now = endOf(item);
     }
-    return now <= end;
+    return true;
 }
 
 bool ResourceFileServer::move_block(ResourceItem & item, long to) {

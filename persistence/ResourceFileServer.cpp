@@ -81,22 +81,31 @@ bool ResourceFileServer::commit() {
         stream_->writePointer(root_.get());
     }
     stream_->flush();
-    if (!stream_->good())
+    if (!ends_in_reach(stream_->tellp() - basePosition_, 2 * trailerSize))
         return false;
     Trailer const trailer = makeTrailer(static_cast<std::uint32_t>(directory));
     stream_->writeBytes(trailer.data(), trailerSize);
     stream_->writeBytes(trailer.data(), trailerSize);
     stream_->flush();
-    long const end = stream_->tellp() - basePosition_;
-    if (end > greatestPosition)
-        stream_->setstate(pstream::WriteFailedBit);
     if (!stream_->good())
         return false;
-    endPosition_ = end;
+    endPosition_ = stream_->tellp() - basePosition_;
+    // Until then the old directory counts.
+    if (header_ == Header::OldFormat && !write_header())
+        return false;
     modified_ = false;
-    if (header_ == Header::OldFormat)
-        write_header();
     return true;
+}
+
+/// What was written up to `end`, and `more` behind it, is whole and can be led to. Otherwise it is
+/// taken off again when it reaches too far: where a long has 32 bits such a file would not open.
+bool ResourceFileServer::ends_in_reach(long end, long more) {
+    if (stream_->good() && end >= endPosition_ && end <= greatestPosition - more)
+        return true;
+    if (end > greatestPosition - more)
+        stream_->change_size(basePosition_ + endPosition_);
+    stream_->setstate(pstream::WriteFailedBit);
+    return false;
 }
 
 /// The last step out of the old format is the one word that says so: before it, the old directory

@@ -102,6 +102,7 @@ class ONDREL_API ResourceFileServer {
     // Committing.
     bool commit();
     bool write_header();
+    bool ends_in_reach(long end, long more);
     bool seek_to_write(long position);
     bool seek_to_read(long position);
 

@@ -38,9 +38,7 @@ class ResourceFileServer::Storing {
         auto const rawSize = static_cast<std::int32_t>(stream.countOfWrittenBytes());
         long const end = stream.turn_to_norm() - server_.basePosition_;
         stream.flush(); // tells whether any byte was lost
-        if (end < server_.endPosition_ || end > resource_file::greatestPosition)
-            stream.setstate(pstream::WriteFailedBit);
-        if (!stream.good())
+        if (!server_.ends_in_reach(end, 0))
             return false;
         item.offset = static_cast<std::int32_t>(server_.endPosition_);
         item.size = static_cast<std::int32_t>(end - server_.endPosition_);

@@ -1,11 +1,13 @@
 // Files as they are found: behind other content, in the old format, torn, damaged, and made up.
 #include "allocation_support.h"
+#include "disk_support.h"
 #include "persistence/ResourceFileServer.h"
 #include "persistence/mpstream.h"
 #include "resource_support.h"
 #include "tests/TemporaryDirectory.h"
 
 #include <filesystem>
+#include <fstream>
 #include <random>
 
 using namespace resource_tests;
@@ -289,7 +291,71 @@ TEST_F(ResourceFileOpening, TheOldFormatIsReadAndConvertedOnWriting) {
     }
 }
 
+TEST_F(ResourceFileOpening, AnOldFileIsNotCalledFlushedBeforeItIsConverted) {
+    Content const both{{"a,T", "old content"}, {"b,T", "B"}};
+    std::string const old = oldFile("old content");
+    constexpr long most = 8; // writes of the opening, and of what follows
+    for (long first = 0; first < most; ++first) {
+        for (long second = 0; second < most; ++second) {
+            SCOPED_TRACE(testing::Message() << first << ' ' << second);
+            place(old);
+            std::string atOnce;
+            bool flushed = false;
+            {
+                disk::failOnce(first, 0);
+                ResourceFile file(fileName().c_str(), GIO::ReadWriteMode);
+                ASSERT_LT(disk::calls(), most);
+                disk::failOnce(second, 0);
+                flushed = put(file, "b,T", "B") && file.flush();
+                ASSERT_LT(disk::calls(), most);
+                atOnce = bytes();
+                disk::heal();
+            }
+            place(atOnce); // as if the process had ended there
+            Content content = opened();
+            EXPECT_EQ(content["a,T"], "old content");
+            if (flushed) {
+                EXPECT_EQ(content, both);
+            }
+        }
+    }
+}
+
 // Made up.
+
+TEST_F(ResourceFileOpening, NothingIsWrittenBehindTheGreatestPosition) {
+    // The check sum was worked out with another program.
+    constexpr std::size_t position = 0x7FFFFE00;
+    std::string const trailer = hex("A7 E5 92 78  00 FE FF 7F  4F 62 6A BF 08 B4 52 65 73 6F 75 72 "
+                                    "63 65 73 00");
+    std::string const small = made({{"a,T", "content"}});
+    auto const byte = [&](std::size_t i) { return static_cast<unsigned char>(small[i]); };
+    std::size_t const end = small.size() - 48, from = byte(end + 4) | byte(end + 5) << 8;
+    place(small);
+    std::filesystem::resize_file(fileName(), position);
+    std::ofstream(fileName(), std::ios::app | std::ios::binary)
+        << small.substr(from, end - from) << trailer << trailer;
+    Content const before{{"a,T", "content"}};
+    {
+        ResourceFile file(fileName().c_str(), GIO::ReadWriteMode);
+        ASSERT_TRUE(file.is_open());
+        EXPECT_EQ(contentOf(file), before);
+        EXPECT_FALSE(put(file, "b,T", noise(2000, 1)));
+        EXPECT_FALSE(file.exist(named("b,T")));
+        EXPECT_TRUE(put(file, "c,T", noise(200, 1)));
+        EXPECT_FALSE(file.flush()) << "there is room for the block, but not for the directory";
+    }
+    EXPECT_LE(std::filesystem::file_size(fileName()), 0x7FFFFFFFu);
+    {
+        ResourceFile file(fileName().c_str(), GIO::ReadWriteMode);
+        ASSERT_TRUE(file.is_open());
+        EXPECT_EQ(contentOf(file), before);
+        EXPECT_TRUE(file.pack());
+        EXPECT_TRUE(put(file, "b,T", "B"));
+    }
+    EXPECT_EQ(opened(), (Content{{"a,T", "content"}, {"b,T", "B"}}));
+    EXPECT_LT(bytes().size(), 2000u);
+}
 
 TEST_F(ResourceFileOpening, ABlockOutsideTheFileIsDamaged) {
     for (auto const & [offset, size] : {std::pair(4u, 50u),
