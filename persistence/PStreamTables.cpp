@@ -11,7 +11,7 @@
 
 namespace ondrel_detail {
 
-constinit ReadingCare g_readingCare{nullptr, nullptr};
+constinit ReadingCare g_readingCare{};
 
 // Written objects.
 

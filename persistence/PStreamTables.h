@@ -113,6 +113,10 @@ struct ReadingCare {
     /// Called behind it with what `begin` gave. When the object did not come `whole` nobody has
     /// got it, and nobody will.
     void (*end)(void * care, bool whole);
+    /// Called around the reading of an object that stands in no other one: what nobody holds for a
+    /// moment is kept until it is through, since a number further on may mean it.
+    void (*keepAll)();
+    void (*endKeeping)();
 };
 /// Set once at start-up. Empty where nobody cares.
 extern ONDREL_API ReadingCare g_readingCare;

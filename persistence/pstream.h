@@ -18,8 +18,10 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <type_traits>
 #include <typeinfo>
+#include <utility>
 #include <vector>
 
 class GMetaClass;
@@ -92,6 +94,7 @@ class ONDREL_API pstream {
       public:
         explicit NestingGuard(pstream & stream);
         ~NestingGuard() { --stream_.nesting_; }
+        bool isOutermost() const { return stream_.nesting_ == 1; }
         NestingGuard(NestingGuard const &) = delete;
         NestingGuard & operator=(NestingGuard const &) = delete;
 
@@ -344,6 +347,9 @@ class ONDREL_API ipstream : public virtual pstream {
     /// themselves; a host can end the others.
     long getObjectCount() const { return objects_.getCount(); }
     GStreamable * getObject(long index) const { return objects_.at(index); }
+    /// Keeps something alive as long as numbers may lead to it: until the next seek, or the end of
+    /// the stream.
+    void keep(std::shared_ptr<void const> held) { kept_.push_back(std::move(held)); }
 
   protected:
     /// For a class that calls init itself.
@@ -361,6 +367,7 @@ class ONDREL_API ipstream : public virtual pstream {
     };
     class ReadingGuard;
     class BuildingGuard;
+    class KeepingGuard;
 
     template <class T, class Value>
     ipstream & to(T & target, Value value) {
@@ -412,6 +419,8 @@ class ONDREL_API ipstream : public virtual pstream {
 
     Side side_;
     unsigned long countOfReadBytes_ = 0;
+    // In front of the table: what ends after it has nothing to be taken out of.
+    std::vector<std::shared_ptr<void const>> kept_;
     ondrel_detail::ObjectTable objects_;
     GMetaClass const * metaclassOfReadingObject_ = nullptr;
     int lastPointerMarker_ = 0;

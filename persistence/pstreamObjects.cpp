@@ -136,10 +136,10 @@ class ipstream::ReadingGuard {
 /// Holds from the time that an object is built until it has been read.
 class ipstream::BuildingGuard {
   public:
-    /// Null for an object that was there before.
-    explicit BuildingGuard(GStreamable * built) {
-        if (built && ondrel_detail::g_readingCare.begin)
-            care_ = ondrel_detail::g_readingCare.begin(*built);
+    BuildingGuard() = default;
+    void begin(GStreamable & built) {
+        if (ondrel_detail::g_readingCare.begin)
+            care_ = ondrel_detail::g_readingCare.begin(built);
     }
     ~BuildingGuard() {
         if (care_)
@@ -152,6 +152,25 @@ class ipstream::BuildingGuard {
   private:
     void * care_ = nullptr;
     bool whole_ = false;
+};
+
+/// Holds for the time that an object is read which stands in no other one.
+class ipstream::KeepingGuard {
+  public:
+    explicit KeepingGuard(bool outermost)
+        : keeps_(outermost && ondrel_detail::g_readingCare.keepAll) {
+        if (keeps_)
+            ondrel_detail::g_readingCare.keepAll();
+    }
+    ~KeepingGuard() {
+        if (keeps_)
+            ondrel_detail::g_readingCare.endKeeping();
+    }
+    KeepingGuard(KeepingGuard const &) = delete;
+    KeepingGuard & operator=(KeepingGuard const &) = delete;
+
+  private:
+    bool keeps_;
 };
 
 GMetaClass const * ipstream::find_class(char const * name) {
@@ -237,6 +256,9 @@ ipstream::Format ipstream::readPrefix() {
 void * ipstream::readBody(Frame const & frame, GStreamable * existing,
                           std::type_info const & type) {
     NestingGuard const nesting(*this);
+    // In this order: what ends with the keeping may have held the object that is handed out.
+    BuildingGuard building;
+    KeepingGuard const keeping(nesting.isOutermost());
     bool const named = readName();
     GMetaClass const * const metaClass = named ? find_class(name_.data()) : nullptr;
     if (!metaClass) {
@@ -256,7 +278,8 @@ void * ipstream::readBody(Frame const & frame, GStreamable * existing,
         throw NotBaseClass_Exception(type, own, position());
     }
     objects_.append(object);
-    BuildingGuard building(existing ? nullptr : object);
+    if (!existing)
+        building.begin(*object);
     {
         ReadingGuard const reading(*this, metaClass);
         object->read(*this);
@@ -365,6 +388,7 @@ long ipstream::seekg(long offset, GIO::IOSeekDirection direction) {
         return -1;
     }
     objects_.clear();
+    kept_.clear();
     countOfReadBytes_ = 0;
     return now;
 }

@@ -74,7 +74,10 @@ struct RefCounterCare {
 namespace {
 
 [[maybe_unused]] bool const g_caring =
-    (ondrel_detail::g_readingCare = {&RefCounterCare::begin, &RefCounterCare::end}, true);
+    (ondrel_detail::g_readingCare = {&RefCounterCare::begin, &RefCounterCare::end,
+                                     &RefCounter::PauseFinalRelease,
+                                     &RefCounter::ResumeFinalRelease},
+     true);
 
 } // namespace
 
@@ -94,7 +97,10 @@ void RefCounter::onFinalRelease() {
 void RefCounter::finalRelease() {
     if (ending_ || creators_ > 0)
         return;
-    if (t_pause.depth != 0 && t_pause.list) {
+    if (t_pause.depth > 0) {
+        // Made at first need: every load pauses, and few have something to put off.
+        if (!t_pause.list)
+            t_pause.list = new PostponedReleasesCollection;
         ++count_; // held by the list
         t_pause.list->append(this);
         return;
@@ -125,8 +131,6 @@ void RefCounter::EndWaiting() {
 }
 
 void RefCounter::PauseFinalRelease() {
-    if (t_pause.depth == 0)
-        t_pause.list = new PostponedReleasesCollection;
     ++t_pause.depth;
 }
 

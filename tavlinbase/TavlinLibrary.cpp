@@ -6,6 +6,8 @@
 #include "tavlinbase/LibraryCatalogue.h"
 #include "tavlinbase/TavlinObject.h"
 
+#include <memory>
+
 namespace Tavlin {
 
 G_DEFINE_CREATABLE(BookMark, "Tavlin::BookMark", RefCounter)
@@ -129,6 +131,9 @@ TRef<Object> LREAD_RESOURCE(ipstream & in) {
         return TRef<Object>(static_cast<Object *>(creator));
     }
     TRef<BookMark> const mark(gcast<BookMark>(RefCounterRead(in, &BookMark::metaclass_).pointer()));
+    // The next object of the same bookmark refers to it, and nobody else holds it until then.
+    if (mark && in.lastPointerMarker() == ipstream::NewObject)
+        in.keep(std::make_shared<TRef<BookMark>>(mark));
     TRef<Object> const object = mark ? mark->retrieveObject() : TRef<Object>();
     if (!object)
         throw Error("tavlinbase/TavlinLibrary", __LINE__,

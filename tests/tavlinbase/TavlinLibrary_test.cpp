@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <memory>
 
 namespace library_test {
 
@@ -24,6 +25,29 @@ class Stock : public UniqueObject, public IDynamicDataReadWrite {
     int number = 0;
 };
 G_DEFINE_CREATABLE(Stock, "library_test::Stock", UniqueObject, IDynamicDataReadWrite)
+
+/// Looks at the two references that it reads, and keeps neither.
+class Passer : public UniqueObject {
+    G_DECLARE_CREATABLE(Passer)
+  public:
+    void read(ipstream & in) override {
+        for (bool & found : passed)
+            found = gcast<Witness>(RefCounterRead(in, &BookMark::metaclass_).pointer()) != nullptr;
+        alive = Witness::alive;
+    }
+    class Witness : public BookMark {
+        G_DECLARE_CREATABLE(Witness)
+      public:
+        Witness() { ++alive; }
+        ~Witness() override { --alive; }
+        static int alive;
+    };
+    bool passed[2] = {};
+    int alive = 0;
+};
+int Passer::Witness::alive = 0;
+G_DEFINE_CREATABLE(Passer, "library_test::Passer", UniqueObject)
+G_DEFINE_CREATABLE(Passer::Witness, "library_test::Witness", BookMark)
 
 class LibraryTest : public testing::Test {
   protected:
@@ -115,6 +139,39 @@ TEST_F(LibraryTest, SharedObjectHasNoStateOfItsOwn) {
     Input in(form + '\x07');
     EXPECT_EQ(LREAD_RESOURCE(in).pointer(), object.pointer());
     EXPECT_EQ(in->readByte(), 7) << "what follows is the next reader's";
+}
+
+TEST_F(LibraryTest, ObjectsOfOneBookMarkAreReadOneAfterTheOther) {
+    TRef<Object> const object(put<Stock>("well", IBookMark::Shared).pointer());
+    std::string const form = written([&](opstream & out) {
+        for (int i = 0; i < 3; ++i)
+            LWRITE_RESOURCE(out, object, true);
+    });
+    std::string const again = Bytes().byte(1).byte(1).word(1).str();
+    EXPECT_EQ(form, bookMark("shelf", "well") + again + again);
+    Input in(form);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(LREAD_RESOURCE(in).pointer(), object.pointer());
+}
+
+TEST_F(LibraryTest, WhatNobodyHoldsForAMomentIsKeptForTheRestOfTheLoad) {
+    Bytes bytes;
+    bytes.byte(2).open("library_test::Passer");
+    bytes.byte(2).open("library_test::Witness").byte(0);
+    file(bytes, "f").byte(0).dword(0).close();
+    bytes.byte(1).word(2).close();
+    Input in(bytes.str());
+    std::unique_ptr<Passer> const read(in->readPointer<Passer>());
+    EXPECT_TRUE(read->passed[0]);
+    EXPECT_TRUE(read->passed[1]);
+    EXPECT_EQ(read->alive, 1);
+    EXPECT_EQ(Passer::Witness::alive, 0) << "and no longer";
+    EXPECT_EQ(RefCounter::IsFinalReleasePaused(), 0);
+
+    Input cut(bytes.str().substr(0, bytes.str().size() - 30));
+    EXPECT_THROW(cut->readPointer<Passer>(), GLibraryException);
+    EXPECT_EQ(Passer::Witness::alive, 0);
+    EXPECT_EQ(RefCounter::IsFinalReleasePaused(), 0);
 }
 
 TEST_F(LibraryTest, ObjectWithoutStateWritesThatItHasNone) {
