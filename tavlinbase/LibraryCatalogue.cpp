@@ -6,6 +6,7 @@
 #include "persistence/mpstream.h"
 #include "tavlinbase/TavlinObject.h"
 
+#include <algorithm>
 #include <cassert>
 #include <cstring>
 
@@ -29,13 +30,20 @@ bool isWritable(ResourceFile const & file) {
     return (file.io_mode() & GIO::WriteMode) != 0;
 }
 
-struct Depth {
-    explicit Depth(int & depth) : depth_(depth) { ++depth_; }
-    ~Depth() { --depth_; }
-    int & depth_;
-};
-
 } // namespace
+
+class LibraryShelf::Loading {
+  public:
+    Loading(LibraryShelf & shelf, NameLinkID name) : names_(shelf.underWay_) {
+        names_.push_back(name);
+    }
+    ~Loading() { names_.pop_back(); }
+    Loading(Loading const &) = delete;
+    Loading & operator=(Loading const &) = delete;
+
+  private:
+    std::vector<NameLinkID> & names_;
+};
 
 // For reading only, so that several processes may share a library, and none is made by a look.
 LibraryShelf::LibraryShelf(GFile const & file)
@@ -51,7 +59,12 @@ TRef<Object> LibraryShelf::get(NameLinkID name) {
 }
 
 TRef<Object> LibraryShelf::load(NameLinkID name) {
-    Depth const depth(busy_);
+    if (std::find(underWay_.begin(), underWay_.end(), name) != underWay_.end())
+        throw Error(source, __LINE__, "'%s' object from '%s' contains itself! ", name.c_str(),
+                    fileName_.c_str());
+    Loading const loading(*this, name);
+    if (!resourceFile_->is_open()) // it may have come since
+        resourceFile_->open(fileName_.c_str(), GIO::ReadMode);
     mpstream bytes;
     if (!resourceFile_->extract_to(bytes, fullNameOf(name), true))
         throw Error(source, __LINE__, "Could not retrieve '%s' object from '%s'! ", name.c_str(),
@@ -61,7 +74,7 @@ TRef<Object> LibraryShelf::load(NameLinkID name) {
     ObjectCreator creator(streamed);
     TRef<Object> const object(static_cast<Object *>(creator));
     if (!object) {
-        GStreamable::Destroy(streamed);
+        RefCounter::EndUnwanted(bytes, streamed);
         return object;
     }
     TRef<IBookMark> const mark = object->queryInterface<IBookMark>();
@@ -70,16 +83,23 @@ TRef<Object> LibraryShelf::load(NameLinkID name) {
     return object;
 }
 
-void LibraryShelf::put(TRef<Object> const & object, NameLinkID name, unsigned long flags) {
-    assert(object);
-    TRef<AUnknown> const safe = object->querySafeInterface(&IBookMark::metaclass_);
-    TRef<IBookMark> const mark(gcast<IBookMark>(safe.pointer()));
+/// The lists stand in the order of the names, so a mark leaves them before its name changes.
+void LibraryShelf::enter(TRef<IBookMark> const & mark, NameLinkID name) {
+    loaded_.remove(mark.pointer());
+    LibraryCatalogue::Forget(mark.pointer());
     mark->setPath(fileName_, name);
     long index;
     if (loaded_.search(mark, index))
         loaded_.at_put(index, mark);
     else
         loaded_.at_insert(index, mark);
+}
+
+void LibraryShelf::put(TRef<Object> const & object, NameLinkID name, unsigned long flags) {
+    assert(object);
+    TRef<AUnknown> const safe = object->querySafeInterface(&IBookMark::metaclass_);
+    TRef<IBookMark> const mark(gcast<IBookMark>(safe.pointer()));
+    enter(mark, name);
     mark->setFlags(flags);
     if (!isWritable(*resourceFile_)) {
         resourceFile_->close();
@@ -97,6 +117,12 @@ void LibraryShelf::put(TRef<Object> const & object, NameLinkID name, unsigned lo
 LibraryCatalogue & LibraryCatalogue::g_lcLibrary() {
     static LibraryCatalogue catalogue;
     return catalogue;
+}
+
+void LibraryCatalogue::Forget(IBookMark const * mark) {
+    TRefVector<LibraryShelf> & shelves = g_lcLibrary().shelves_;
+    for (long i = 0; i < shelves.getCount(); ++i)
+        shelves.at(i)->loaded_.remove(mark);
 }
 
 TRef<LibraryShelf> LibraryCatalogue::Get(GFile const & file) {

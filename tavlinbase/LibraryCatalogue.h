@@ -11,6 +11,7 @@
 #include "tavlinbase/TavlinLibrary.h"
 
 #include <memory>
+#include <vector>
 
 namespace Tavlin {
 
@@ -23,24 +24,29 @@ class ONDREL_API LibraryShelf : public RefCounter {
 
     /// The object stored under `name`, the readable form of a full resource name:
     /// `houses\inn,House`. Null when a null pointer, or something that is no Object, is stored
-    /// there. Throws Error when there is no such resource, and the exceptions of streams when it
-    /// cannot be read.
+    /// there. Throws Error when there is no such resource and when its load comes back to it, since
+    /// such a load has no end; and the exceptions of streams when it cannot be read.
     virtual TRef<Object> get(NameLinkID name);
     /// Stores `object` under `name`, gives it a bookmark to there with these flags, and commits and
-    /// packs the file, which is made at need. Throws Error when it cannot be written.
+    /// packs the file, which is made at need. An object that stood under another name here is now
+    /// known by this one. Throws Error when it cannot be written.
     virtual void put(TRef<Object> const & object, NameLinkID name, unsigned long flags);
 
     GFile const & getFileName() const { return fileName_; }
     /// How many calls of `get` are under way, one within the other.
-    int getBusy() const { return busy_; }
+    int getBusy() const { return static_cast<int>(underWay_.size()); }
 
   private:
+    friend class LibraryCatalogue;
+    class Loading;
+
     TRef<Object> load(NameLinkID name);
+    void enter(TRef<IBookMark> const & mark, NameLinkID name);
 
     std::unique_ptr<ResourceFile> resourceFile_;
     TRefKeySortedVector<IBookMark, NameLinkID> loaded_; // one per shared object
     GFile fileName_;
-    int busy_ = 0;
+    std::vector<NameLinkID> underWay_; // names whose objects are being loaded
 };
 
 /// The open shelves of the process. Not locked: it belongs to the thread of the game.
@@ -58,7 +64,10 @@ class ONDREL_API LibraryCatalogue {
     static void ShutDown();
 
   private:
+    friend class LibraryShelf;
+
     static LibraryCatalogue & g_lcLibrary();
+    static void Forget(IBookMark const * mark);
 
     TRefVector<LibraryShelf> shelves_;
 };

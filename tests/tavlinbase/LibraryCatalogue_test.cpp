@@ -9,10 +9,21 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
-namespace {
+namespace shelf_test {
 
 using namespace kernel_test;
+
+/// Holds another object, perhaps one of a library.
+class Holder : public UniqueObject {
+    G_DECLARE_CREATABLE(Holder)
+  public:
+    void read(ipstream & in) override { held = LREAD_RESOURCE(in); }
+    void write(opstream & out) override { LWRITE_RESOURCE(out, held, true); }
+    TRef<Object> held;
+};
+G_DEFINE_CREATABLE(Holder, "shelf_test::Holder", UniqueObject)
 
 class Catalogue : public testing::Test {
   protected:
@@ -119,9 +130,15 @@ TEST_F(Catalogue, StoredThingsThatAreNoObjectsGiveNull) {
         BookMark mark;
         fullName.parse_readable_form("mark,T");
         direct.put(&mark, fullName, false);
+        TRef<Thing> const owner(new Thing);
+        fullName.parse_readable_form("interface,T");
+        direct.put(owner->querySafeInterface(&ILabel::metaclass_).pointer(), fullName, false);
     }
     EXPECT_EQ(shelf()->get("null,T").pointer(), nullptr);
     EXPECT_EQ(shelf()->get("mark,T").pointer(), nullptr);
+    EXPECT_EQ(shelf()->get("interface,T").pointer(), nullptr);
+    EXPECT_EQ(Thing::alive, 0) << "the owner has come along, and nobody wanted it";
+    EXPECT_EQ(ILabel::alive, 0);
 }
 
 TEST_F(Catalogue, SpellingsAreShelvesOfTheirOwn) {
@@ -132,4 +149,68 @@ TEST_F(Catalogue, SpellingsAreShelvesOfTheirOwn) {
     EXPECT_EQ(LibraryCatalogue::GetLoadedCount(), 2);
 }
 
-} // namespace
+TEST_F(Catalogue, MovedMarksLeaveTheOthersInTheirPlaces) {
+    std::string const other = name_ + ".2";
+    TRef<LibraryShelf> const second = LibraryCatalogue::Get(GFile(other.c_str()));
+    TRef<Object> const moved(new Datum(0));
+    std::vector<TRef<Object>> stay;
+    for (int i = 0; i < 8; ++i) {
+        if (i == 4)
+            shelf()->put(moved, "first,T", IBookMark::Shared);
+        stay.push_back(TRef<Object>(new Datum(i + 1)));
+        shelf()->put(stay.back(), ("stay" + std::to_string(i) + ",T").c_str(), IBookMark::Shared);
+    }
+    auto const allStay = [&] {
+        for (int i = 0; i < 8; ++i)
+            EXPECT_EQ(shelf()->get(("stay" + std::to_string(i) + ",T").c_str()).pointer(),
+                      stay[static_cast<std::size_t>(i)].pointer())
+                << i;
+    };
+    // Names are in the order of their making: this one belongs behind all others.
+    shelf()->put(moved, "last,T", IBookMark::Shared);
+    EXPECT_EQ(shelf()->get("last,T").pointer(), moved.pointer());
+    allStay();
+    shelf()->put(moved, "first,T", IBookMark::Shared);
+    second->put(moved, "behind,T", IBookMark::Shared);
+    EXPECT_EQ(second->get("behind,T").pointer(), moved.pointer());
+    allStay();
+    EXPECT_NE(shelf()->get("first,T").pointer(), nullptr);
+    LibraryCatalogue::ShutDown();
+    platform::removeFile(other.c_str());
+}
+
+TEST_F(Catalogue, FileThatComesLaterIsOpenedThen) {
+    EXPECT_NE(messageOf(shelf(), "a,T"), "");
+    TRef<Object> const datum(new Datum(4));
+    TRef<LibraryShelf> const apart(new LibraryShelf(file()));
+    apart->put(datum, "a,T", 0);
+    EXPECT_EQ(valueOf(shelf()->get("a,T")), 4);
+}
+
+TEST_F(Catalogue, LoadsThatHaveNoEndAreRefused) {
+    GFile const other((name_ + ".2").c_str());
+    TRef<Holder> const a(new Holder), b(new Holder);
+    a->held = TRef<Object>(a.pointer());
+    shelf()->put(TRef<Object>(a.pointer()), "self,T", IBookMark::Shared);
+    a->held = TRef<Object>(b.pointer());
+    b->held = TRef<Object>(a.pointer());
+    for (int i = 0; i < 2; ++i) { // the first time there is no bookmark to write yet
+        shelf()->put(TRef<Object>(a.pointer()), "a,T", i == 0 ? IBookMark::Shared : 0);
+        LibraryCatalogue::Get(other)->put(TRef<Object>(b.pointer()), "b,T", 0);
+    }
+    a->held = b->held = TRef<Object>();
+    LibraryCatalogue::ShutDown();
+
+    std::string const file = name_;
+    EXPECT_EQ(messageOf(shelf(), "self,T"),
+              "'self,T' object from '" + file + "' contains itself! ");
+    EXPECT_EQ(messageOf(shelf(), "a,T"), "'a,T' object from '" + file + "' contains itself! ");
+    EXPECT_EQ(messageOf(LibraryCatalogue::Get(other), "b,T"),
+              "'b,T' object from '" + file + ".2' contains itself! ");
+    EXPECT_EQ(shelf()->getBusy(), 0);
+    EXPECT_EQ(RefCounter::IsFinalReleasePaused(), 0);
+    LibraryCatalogue::ShutDown();
+    platform::removeFile(other.c_str());
+}
+
+} // namespace shelf_test
