@@ -134,15 +134,21 @@ void TextDictionary::WritePairs(opstream & out) {
 }
 
 void TextDictionary::ReadPairs(ipstream & in) {
+    // The order of the names is that of this run; also when the stream breaks off, so that what
+    // has come is found.
+    struct Sorting {
+        ~Sorting() { m_dictionary().resort(); }
+    } const sorting;
     Texts & texts = m_dictionary();
     texts.empty();
     for (unsigned long count = in.readDWord(); count > 0 && in; --count) {
         NameLinkID id;
         in >> id;
-        texts.append(
-            id, TRef<UString>(gcast<UString>(RefCounterRead(in, &UString::metaclass_).pointer())));
+        TRef<UString> const text(
+            gcast<UString>(RefCounterRead(in, &UString::metaclass_).pointer()));
+        if (in)
+            texts.append(id, text);
     }
-    texts.resort(); // the order of the names is that of this run
 }
 
 void TextDictionary::Write(opstream & out) {
@@ -178,8 +184,8 @@ DrawTextAttributes::DrawTextAttributes() {
 // `j` stands twice, for readers of before; the second one counts.
 void DrawTextAttributes::write(opstream & out) {
     out.writeByte(3);
-    out << font << a << b << c << d;
-    for (bool const flag : {e, f, g, j})
+    out << font << a << b << c << std::int32_t{e} << d;
+    for (bool const flag : {f, g, j})
         out << std::int32_t{flag};
     out << h << i << std::int32_t{j} << o << std::int32_t{k} << l << mask;
 }
@@ -187,8 +193,9 @@ void DrawTextAttributes::write(opstream & out) {
 void DrawTextAttributes::read(ipstream & in) {
     auto const flag = [&in] { return in.readDWord() != 0; };
     in.readByte();
-    in >> font >> a >> b >> c >> d;
+    in >> font >> a >> b >> c;
     e = flag();
+    in >> d;
     f = flag();
     g = flag();
     flag();

@@ -144,11 +144,26 @@ TEST_F(TextDictionaryTest, TableComesBackInAnyOrderOfNames) {
     EXPECT_FALSE(readInto(*texts.pointer(), hex("00 FF FF FF FF"))) << "ends with the stream";
 }
 
+TEST_F(TextDictionaryTest, TextsInFrontOfADamagedPlaceAreFound) {
+    std::vector<std::string> const names = {"first", "second", "third", "fourth", "fifth"};
+    for (std::string const & key : names)
+        NameLinkID{key.c_str()};
+    std::string good;
+    for (auto key = names.rbegin(); key != names.rend(); ++key)
+        good += name(*key) + object("Tavlin::UString", hex("00 01 00 00 00") + (*key)[1] + '\0');
+    std::string const head = hex("00 09 00 00 00");
+    EXPECT_THROW(readInto(*texts.pointer(), head + good + name("key") + "\x09"), GLibraryException);
+    for (std::string const & key : names)
+        EXPECT_EQ(shown(key.c_str()), key.substr(1, 1));
+    EXPECT_FALSE(readInto(*texts.pointer(), head + good));
+    EXPECT_EQ(texts->getCount(), 5) << "what has not come is no entry";
+}
+
 TEST_F(TextDictionaryTest, AttributesHaveTheirBytes) {
     DrawTextAttributes attributes;
     std::string const before = hex("03") + text("Arial") +
-                               hex("14 00 00 00 0A 00 00 00 01 00 00 00 90 01 00 00"
-                                   "00 00 00 00 00 00 00 00 00 00 00 00");
+                               hex("14 00 00 00 0A 00 00 00 01 00 00 00 00 00 00 00"
+                                   "90 01 00 00 00 00 00 00 00 00 00 00");
     std::string const hi = hex("01 00 00 00 00 00 00 00");
     std::string const behind = hex("00 00 00 00 01 00 00 00 FF 00 00 00");
     std::string const yes = hex("01 00 00 00"), no = hex("00 00 00 00");
