@@ -3,6 +3,7 @@
 
 #include "persistence/GResourceIterator.h"
 #include "persistence/pstream.h"
+#include "tavlinbase/TRef.h"
 
 #include <cstring>
 #include <memory>
@@ -52,9 +53,14 @@ GResourceFullName inDirectory(GString const & dir, GString const & type, GString
 template <class T>
 T * recordOf(GStreamable * object, bool keep) {
     T * const record = gcast<T>(object);
-    if (!record && object && !keep)
+    if (record || !object || keep)
+        return record;
+    // A counted one ends by its count: it may be a part of something that has come along.
+    if (auto * const counter = gcast<RefCounter>(object))
+        TRef<RefCounter>{counter};
+    else
         GStreamable::Destroy(object);
-    return record;
+    return nullptr;
 }
 
 } // namespace

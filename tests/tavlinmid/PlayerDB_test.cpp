@@ -3,6 +3,8 @@
 
 #include "StreamBytes.h"
 #include "platform/FileSystem.h"
+#include "tavlinbase/TavlinLibrary.h"
+#include "tavlinbase/TavlinObject.h"
 
 #include <gtest/gtest.h>
 
@@ -33,6 +35,17 @@ class Place : public PlayerResourceFullPath {
     GString & second() { return secondText_; }
 };
 G_DEFINE_CREATABLE(Place, "player_test::Place", PlayerResourceFullPath)
+
+/// Owns interfaces, which may be stored in place of it.
+class Owner : public UniqueObject {
+    G_DECLARE_CREATABLE(Owner)
+  public:
+    Owner() { ++alive; }
+    ~Owner() override { --alive; }
+    static int alive;
+};
+int Owner::alive = 0;
+G_DEFINE_CREATABLE(Owner, "player_test::Owner", UniqueObject)
 
 class PlayerDBTest : public testing::Test {
   protected:
@@ -141,6 +154,13 @@ TEST_F(PlayerDBTest, WhatIsNoRecordIsNotHandedOut) {
     file.put(&stranger, GResourceFullName(GResourcePath(), "x", "Save"), false);
     EXPECT_TRUE(db->exists("Save", "x"));
     EXPECT_EQ(db->get("Save", "x", false), nullptr);
+    {
+        TRef<Owner> const owner(new Owner);
+        TRef<AUnknown> const part = owner->querySafeInterface(&IBookMark::metaclass_);
+        file.put(part.pointer(), GResourceFullName(GResourcePath(), "y", "Save"), false);
+    }
+    EXPECT_EQ(db->get("Save", "y", false), nullptr);
+    EXPECT_EQ(Owner::alive, 0) << "what came along goes, too";
 }
 
 TEST_F(PlayerDBTest, SameFileIsToldByTheBareName) {
