@@ -2,6 +2,8 @@
 #define _FILE_OFFSET_BITS 64
 #include "platform/FileMapping.h"
 
+#include <cerrno>
+
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -11,6 +13,10 @@ namespace platform {
 MappingHandle createFileMapping(FileHandle file, std::int64_t size) {
     std::int64_t const present = fileSize(file);
     if (size < 1 || present < 0 || (present < size && !resizeFile(file, size)))
+        return noMapping;
+    // A page that the disk has no room for would only be missed when it is written to.
+    if (present < size &&
+        posix_fallocate(static_cast<int>(file), present, size - present) == ENOSPC)
         return noMapping;
     return fcntl(static_cast<int>(file), F_DUPFD_CLOEXEC, 0);
 }
