@@ -171,31 +171,63 @@ Edges between(Edges const & row, std::int32_t low, std::int32_t high) {
     return {first + (*first < low), behind + (*behind <= high)};
 }
 
-/// One row of both sides and what came out of it.
-struct MergedRow {
-    Edges a, b, out;
+/// Goes down the bands of one side.
+class Cursor {
+  public:
+    /// Above the row `y`.
+    Cursor(RegionView const & view, std::int32_t y)
+        : next_(view.bands + view.firstFrom(y)), last_(view.bands + view.count - 1),
+          allEdges_(view.edges) {
+        if (next_ != view.bands)
+            enter(next_ - 1);
+    }
+    std::int32_t nextY() const {
+        return next_ <= last_ ? next_->y : std::numeric_limits<std::int32_t>::max();
+    }
+    void goTo(std::int32_t y) {
+        above_ = edges_;
+        if (nextY() == y)
+            enter(next_++);
+    }
+    Edges const & edges() const { return edges_; }
+    /// Those of the row where the cursor was before.
+    Edges const & above() const { return above_; }
+    bool changed() const { return !edges_.is(above_); }
+
+  private:
+    void enter(RegionBand const * band) {
+        edges_ = {};
+        if (band != last_)
+            edges_ = {allEdges_ + band[0].first, allEdges_ + band[1].first};
+    }
+
+    RegionBand const * next_;
+    RegionBand const * last_;
+    std::int32_t const * allEdges_;
+    Edges edges_;
+    Edges above_;
 };
 
 /// The same as mergeEdges for whole rows below a row that is merged already. Neighbours differ in
 /// little, so what lies left and right of that is copied.
 template <RegionOp op>
-std::int32_t * mergeChanged(MergedRow const & above, Edges const & a, Edges const & b,
+std::int32_t * mergeChanged(Edges const & outAbove, Cursor const & a, Cursor const & b,
                             std::int32_t * out) {
     Changed changed;
-    Edges partOfA = changed.add(a, above.a);
-    Edges partOfB = changed.add(b, above.b);
+    Edges partOfA = changed.add(a.edges(), a.above());
+    Edges partOfB = changed.add(b.edges(), b.above());
     if (changed.isEmpty())
-        return std::copy(above.out.at, above.out.end, out);
-    if (!b.is(above.b))
-        partOfA = between(a, changed.low, changed.high);
-    if (!a.is(above.a))
-        partOfB = between(b, changed.low, changed.high);
-    Edges const replaced = between(above.out, changed.low, changed.high);
-    auto const inA = static_cast<unsigned>(partOfA.at - a.at) & 1;
-    auto const inB = static_cast<unsigned>(partOfB.at - b.at) & 1;
-    out = std::copy(above.out.at, replaced.at, out);
+        return std::copy(outAbove.at, outAbove.end, out);
+    if (b.changed())
+        partOfA = between(a.edges(), changed.low, changed.high);
+    if (a.changed())
+        partOfB = between(b.edges(), changed.low, changed.high);
+    Edges const replaced = between(outAbove, changed.low, changed.high);
+    auto const inA = static_cast<unsigned>(partOfA.at - a.edges().at) & 1;
+    auto const inB = static_cast<unsigned>(partOfB.at - b.edges().at) & 1;
+    out = std::copy(outAbove.at, replaced.at, out);
     out = mergeEdges<op>(inA | inB << 1, partOfA, partOfB, out);
-    return std::copy(replaced.end, above.out.end, out);
+    return std::copy(replaced.end, outAbove.end, out);
 }
 
 /// The same for those who only ask whether anything would come out.
@@ -214,38 +246,8 @@ bool hasEdges(Edges a, Edges b) {
     return (keepsFirst<op> && !a.isEmpty()) || (keepsSecond<op> && !b.isEmpty());
 }
 
-/// Goes down the bands of one side.
-class Cursor {
-  public:
-    /// Above the row `y`.
-    Cursor(RegionView const & view, std::int32_t y) : view_(view), next_(view.firstFrom(y)) {
-        if (next_ > 0)
-            enter(next_ - 1);
-    }
-    std::int32_t nextY() const {
-        return next_ < view_.count ? view_.bands[next_].y
-                                   : std::numeric_limits<std::int32_t>::max();
-    }
-    Edges edges() const { return edges_; }
-    void goTo(std::int32_t y) {
-        if (nextY() == y)
-            enter(next_++);
-    }
-
-  private:
-    void enter(std::size_t band) {
-        edges_ = {};
-        if (band + 1 < view_.count)
-            edges_ = {view_.begin(band), view_.end(band)};
-    }
-
-    RegionView const & view_;
-    std::size_t next_;
-    Edges edges_;
-};
-
-/// Calls `row(y, edges of a, edges of b)` for each row from `top` through `bottom` where either has
-/// a band and for these two, until it returns false; so does this then.
+/// Calls `row(y, cursor in a, cursor in b)` for each row from `top` through `bottom` where either
+/// has a band and for these two, until it returns false; so does this then.
 template <class Row>
 bool walk(RegionView const & a, RegionView const & b, std::int32_t top, std::int32_t bottom,
           Row row) {
@@ -253,7 +255,7 @@ bool walk(RegionView const & a, RegionView const & b, std::int32_t top, std::int
     for (std::int32_t y = top;; y = std::min({first.nextY(), second.nextY(), bottom})) {
         first.goTo(y);
         second.goTo(y);
-        if (!row(y, first.edges(), second.edges()))
+        if (!row(y, first, second))
             return false;
         if (y == bottom)
             return true;
@@ -262,8 +264,8 @@ bool walk(RegionView const & a, RegionView const & b, std::int32_t top, std::int
 
 template <RegionOp op>
 bool anyRow(RegionView const & a, RegionView const & b, std::int32_t top, std::int32_t bottom) {
-    return !walk(a, b, top, bottom, [](std::int32_t, Edges const & first, Edges const & second) {
-        return !hasEdges<op>(first, second);
+    return !walk(a, b, top, bottom, [](std::int32_t, Cursor const & first, Cursor const & second) {
+        return !hasEdges<op>(first.edges(), second.edges());
     });
 }
 
@@ -376,44 +378,41 @@ void RegionBands::cutSeams() {
                                  [&](std::int32_t seam) { return seam <= top || seam >= bottom; }));
 }
 
-/// Appends the rows from `top` through `bottom` to these bands, and the seams where a row is like
-/// the one above. False when there are more edges than the limit.
+/// Appends the rows from `top` through `bottom` to these bands, of which there is at most the one
+/// of the row above, and the seams where a row is like the one above. False when there are more
+/// edges than the limit.
 template <RegionOp op>
 bool RegionBands::mergeRows(RegionView const & a, RegionView const & b, std::int32_t top,
                             std::int32_t bottom, std::size_t limit) {
+    auto const countEdges = [](Cursor const & first, Cursor const & second) {
+        return first.edges().count() + second.edges().count();
+    };
     if (a.count + b.count > fewBands) {
         std::size_t most = 0;
-        walk(a, b, top, bottom, [&](std::int32_t, Edges const & first, Edges const & second) {
-            most += first.count() + second.count();
+        walk(a, b, top, bottom, [&](std::int32_t, Cursor const & first, Cursor const & second) {
+            most += countEdges(first, second);
             return most <= limit;
         });
         edges_.room(std::min(most, limit) + 1);
     }
-    MergedRow above;
     std::size_t rowStart = 0; // of the row above
-    bool hasBandAbove = bands_.size() > 0;
-    bool const fits =
-        walk(a, b, top, bottom, [&](std::int32_t y, Edges const & first, Edges const & second) {
-            std::size_t const longest = first.count() + second.count();
-            std::int32_t * const out = edges_.room(longest + 1);
-            above.out = {edges_.data() + rowStart, out};
-            if (std::exchange(hasBandAbove, false))
-                above.a = above.out;
-            std::int32_t * const end = longest > shortRow
-                                           ? mergeChanged<op>(above, first, second, out)
-                                           : mergeRow<op>(first, second, out);
-            above.a = first;
-            above.b = second;
-            if (!sameEdges(above.out, {out, end})) {
-                bands_.add({y, static_cast<std::uint32_t>(edges_.size())});
-                rowStart = edges_.size();
-                edges_.setEnd(end);
-            } else if (bands_.size() > 0) {
-                seams_.add(y);
-            }
-            return edges_.size() <= limit;
-        });
-    return fits;
+    return walk(a, b, top, bottom,
+                [&](std::int32_t y, Cursor const & first, Cursor const & second) {
+                    std::size_t const longest = countEdges(first, second);
+                    std::int32_t * const out = edges_.room(longest + 1);
+                    Edges const outAbove{edges_.data() + rowStart, out};
+                    std::int32_t * const end =
+                        longest > shortRow ? mergeChanged<op>(outAbove, first, second, out)
+                                           : mergeRow<op>(first.edges(), second.edges(), out);
+                    if (!sameEdges(outAbove, {out, end})) {
+                        bands_.add({y, static_cast<std::uint32_t>(edges_.size())});
+                        rowStart = edges_.size();
+                        edges_.setEnd(end);
+                    } else if (bands_.size() > 0) {
+                        seams_.add(y);
+                    }
+                    return edges_.size() <= limit;
+                });
 }
 
 /// Puts bands in the place of those from `from` up to `to`.
