@@ -46,8 +46,10 @@ long Source::gread(void * data, long count) {
     long got = 0;
     if (stream_) {
         got = static_cast<long>(std::fread(data, 1, static_cast<std::size_t>(count), stream_));
-        if (std::ferror(stream_))
+        if (std::ferror(stream_)) {
             error_ = errno ? errno : EIO;
+            stopIfInterrupted();
+        }
     } else {
         got = platform::readFile(file_.handle(), data, count);
         if (got < 0)

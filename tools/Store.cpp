@@ -19,6 +19,7 @@ using namespace resource_file;
 namespace {
 
 constexpr long bufferSize = 65536;
+constexpr long probeSize = 512;
 constexpr unsigned short level = 3; // that of the blocks and directories of the library
 
 /// A stretch of a file, as if it were one.
@@ -250,25 +251,33 @@ long Store::readStream(long begin, long end, Reading & reading, GIO * to) {
 
 bool Store::mayBeginObject(long position) {
     constexpr long wanted = 4;
+    if (position + wanted > size_)
+        return false;
     if (position < pieceBegin_ ||
         position + wanted > pieceBegin_ + static_cast<long>(piece_.size())) {
-        piece_.resize(static_cast<std::size_t>(bufferSize));
+        piece_.assign(static_cast<std::size_t>(bufferSize), 0);
         pieceBegin_ = position;
-        long const got = blocks_.gseek(base_ + position, GIO::FromStart) < 0
-                             ? 0
-                             : blocks_.gread(piece_.data(), bufferSize);
-        piece_.resize(static_cast<std::size_t>(got));
+        if (blocks_.gseek(base_ + position, GIO::FromStart) >= 0)
+            blocks_.gread(piece_.data(), bufferSize);
     }
-    if (position + wanted > pieceBegin_ + static_cast<long>(piece_.size()))
-        return false;
-    // The first block has items: their codes, or plain ones, of which the first begins an object.
     unsigned char const * const at = &piece_[static_cast<std::size_t>(position - pieceBegin_)];
-    auto const bits = static_cast<std::uint32_t>(at[0] | at[1] << 8 | at[2] << 16) |
-                      static_cast<std::uint32_t>(at[3]) << 24;
-    if ((bits & 7) == huffman::CodedBlock)
-        return true;
-    constexpr auto marker = static_cast<unsigned char>(ipstream::NewObject);
-    return (bits & 7) == huffman::PlainBlock && (bits >> 18 & 0x1FF) == marker;
+    std::uint32_t bits = 0;
+    for (int i = 0; i < wanted; ++i)
+        bits |= std::uint32_t{at[i]} << (8 * i);
+    std::uint32_t const type = bits & ((1u << huffman::typeBits) - 1);
+    bits >>= huffman::typeBits + huffman::plainCountBits;
+    // The first item is the byte that every object begins with. Plain items stand there as such.
+    if (type == huffman::PlainBlock)
+        return (bits & ((1u << huffman::plainCodeBits) - 1)) == ipstream::NewObject;
+    if (type != huffman::CodedBlock)
+        return false;
+    long const begin = base_ + position;
+    probe_.setBufferedIO(
+        new GBufferedIO(new Slice(blocks_, begin, base_ + size_ - begin), probeSize));
+    unsigned short distance = 0;
+    unsigned char value = 0;
+    return probe_.readCode(distance, value) == GIO::NoError && distance == 0 &&
+           value == ipstream::NewObject;
 }
 
 std::string Store::verify(ResourceFileBlock const & block) {

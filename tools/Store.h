@@ -98,6 +98,7 @@ class Store {
     // The stretch that mayBeginObject looks at.
     std::vector<unsigned char> piece_;
     long pieceBegin_ = 0;
+    GHuffmanBufferedIO probe_;
 };
 
 /// All resources of a directory and those below it, in the order of their addresses.

@@ -32,9 +32,12 @@ bool isTerminal(std::FILE * stream) {
 }
 
 void catchInterruptions() {
+    // Without SA_RESTART, so that who waits for standard input is woken.
+    struct sigaction action = {}, former = {};
+    action.sa_handler = interrupt;
     for (int const signal : {SIGINT, SIGTERM})
-        if (std::signal(signal, interrupt) == SIG_IGN)
-            std::signal(signal, SIG_IGN);
+        if (sigaction(signal, nullptr, &former) == 0 && former.sa_handler != SIG_IGN)
+            sigaction(signal, &action, nullptr);
 }
 
 void stopIfInterrupted() {

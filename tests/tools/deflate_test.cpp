@@ -118,6 +118,14 @@ TEST(Deflate, TellsWhatCannotBeDone) {
     EXPECT_EQ(namesIn(directory), (Names{"a", "below"}));
 }
 
+TEST(Deflate, LeavesNothingWhenItIsBrokenOff) {
+    TemporaryDirectory directory;
+    directory.put("out", "as it was");
+    EXPECT_EQ(stopAtFile(directory, {"deflate", "-", "-fo", "out"}, "out.part"), 130);
+    EXPECT_EQ(directory.content("out"), "as it was");
+    EXPECT_EQ(namesIn(directory), (Names{"out"}));
+}
+
 TEST(Deflate, TellsSizesToScripts) {
     TemporaryDirectory directory;
     directory.put("\"a\"\n\xFF", std::string(5000, 'x'));

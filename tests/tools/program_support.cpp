@@ -99,6 +99,31 @@ void runAndKill(TemporaryDirectory const & directory, std::vector<std::string> c
     waitFor(child);
 }
 
+int stopAtFile(TemporaryDirectory const & directory, std::vector<std::string> const & arguments,
+               std::string const & name) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0)
+        return -1;
+    Descriptor const in(ends[0]), nothing(open("/dev/null", O_RDWR | O_CLOEXEC));
+    pid_t child = -1;
+    {
+        Descriptor const input(ends[1]);
+        if (write(input, "some bytes", 10) != 10)
+            return -1;
+        child = start(directory, arguments, in, nothing, nothing);
+        for (int i = 0; i < 20000 && !directory.has(name); ++i)
+            usleep(1000);
+        kill(child, SIGTERM);
+        // It may have been about to wait for input, and would not notice before there is some.
+        siginfo_t ended = {};
+        for (int i = 0; i < 5000 && ended.si_pid == 0; ++i) {
+            usleep(1000);
+            waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOHANG | WNOWAIT);
+        }
+    }
+    return waitFor(child);
+}
+
 std::vector<std::string> namesIn(TemporaryDirectory const & directory) {
     std::vector<std::string> names;
     for (auto const & entry : std::filesystem::directory_iterator(directory.path()))

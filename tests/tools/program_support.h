@@ -23,5 +23,10 @@ Outcome runOnTerminal(TemporaryDirectory const & directory,
 void runAndKill(TemporaryDirectory const & directory, std::vector<std::string> const & arguments,
                 int microseconds);
 
+/// Starts the program with a standard input that never ends, asks it to stop as soon as there is a
+/// file of that name, and gives its exit status.
+int stopAtFile(TemporaryDirectory const & directory, std::vector<std::string> const & arguments,
+               std::string const & name);
+
 /// Names in the directory, sorted.
 std::vector<std::string> namesIn(TemporaryDirectory const & directory);
