@@ -3,6 +3,14 @@
 
 constinit GCallBackReason const GAnyReason(static_cast<long>(0x80000000));
 
+GCallBackListRep::Walk::~Walk() {
+    // Not the innermost one where several threads share a list, each with calls of its own.
+    Walk ** at = &rep.walks_;
+    while (*at != this)
+        at = &(*at)->outer;
+    *at = outer;
+}
+
 void GCallBackListRep::drop(long index) {
     at_remove(index);
     for (Walk * walk = walks_; walk; walk = walk->outer)

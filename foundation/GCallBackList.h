@@ -43,7 +43,7 @@ class GCallBackListRep : public TGVector<GCallBackItem> {
             : rep(list), next(list.getCount()), outer(list.walks_) {
             rep.walks_ = this;
         }
-        ~Walk() { rep.walks_ = outer; }
+        ~Walk();
         Walk(Walk const &) = delete;
         Walk & operator=(Walk const &) = delete;
 
@@ -72,6 +72,9 @@ class ONDREL_API GCallBackList {
     void detach_callback(GCallBackFunction function, GCallBackReason reason, void * data);
     /// Calls those of this reason and of any, the last one first.
     void call(GCallBackReason reason, void * param);
+
+  protected:
+    GCallBackListRep & rep() { return *rep_; }
 
   private:
     GCallBackListRep * rep_;

@@ -1,7 +1,6 @@
 // The handle: it puts names together and passes on.
 #include "persistence/ResourceFile.h"
 
-#include "foundation/GCriticalSection.h"
 #include "persistence/ResourceFileCallbacks.h"
 #include "persistence/ResourceFileFormat.h"
 #include "persistence/ResourceFileServerList.h"
@@ -28,31 +27,20 @@ namespace {
 
 constexpr unsigned char version = 2;
 
-/// Held while callbacks run, so that one of another thread is not taken out in the middle.
-constinit GCriticalSection g_callbackLock;
-
 } // namespace
-
-GCallBackList & ondrel_detail::resourceFileCallbacks() {
-    static GCallBackList list;
-    return list;
-}
 
 void ResourceFile::RegisterCallback(GCallBackFunction function, GCallBackReason reason,
                                     void * data) {
-    GSingleLock const lock(g_callbackLock);
-    ondrel_detail::resourceFileCallbacks().attach_callback(function, reason, data);
+    ResourceFileCallbacks::Get().attach(function, reason, data);
 }
 
 void ResourceFile::UnRegisterCallback(GCallBackFunction function, GCallBackReason reason,
                                       void * data) {
-    GSingleLock const lock(g_callbackLock);
-    ondrel_detail::resourceFileCallbacks().detach_callback(function, reason, data);
+    ResourceFileCallbacks::Get().detach(function, reason, data);
 }
 
 void ResourceFile::EvokeCallback(GCallBackReason reason, Reason_BaseInfo & info) {
-    GSingleLock const lock(g_callbackLock);
-    ondrel_detail::resourceFileCallbacks().call(reason, &info);
+    ResourceFileCallbacks::Get().call(reason, &info);
 }
 
 // Opening and closing.

@@ -157,7 +157,9 @@ class ONDREL_API ResourceFile : public GStreamable {
     static ResourceFileServer * At(long index);
 
     // One list of callbacks for all files. They run when the lock of the server is left, but for
-    // that of an emptied directory, and get the record that is named with the reason.
+    // that of an emptied directory, and get the record that is named with the reason. Threads may
+    // be in the same function at once; no thread is in one any more that was unregistered, but for
+    // one that unregisters itself.
 
     struct Reason_BaseInfo {
         ResourceFileServer * server;

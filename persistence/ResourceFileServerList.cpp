@@ -38,7 +38,7 @@ std::unique_ptr<zpstream> openStream(char const * name, GIO::IOOpenMode mode) {
 } // namespace
 
 ResourceFileServerList::ResourceFileServerList() : TGCollection<ResourceFileServer>(0, 4, 1) {
-    ondrel_detail::resourceFileCallbacks(); // handles that are closed in the end still use them
+    ResourceFileCallbacks::Get(); // handles that are closed in the end still use them
 }
 
 ResourceFileServerList & ResourceFileServerList::Get() {

@@ -6,6 +6,7 @@
 #include "tests/TemporaryDirectory.h"
 
 #include <atomic>
+#include <semaphore>
 #include <thread>
 #include <vector>
 
@@ -502,6 +503,84 @@ TEST_F(ResourceFileTest, EachChangeIsTold) {
     }
     EXPECT_EQ(told(), "");
     ResourceFile::UnRegisterCallback(&note, GAnyReason, file.server());
+}
+
+/// Tells that it ends.
+class Signal : public GStreamable {
+    G_DECLARE_CREATABLE(Signal)
+  public:
+    explicit Signal(std::binary_semaphore * semaphore = nullptr) : done(semaphore) {}
+    ~Signal() override {
+        if (done)
+            done->release();
+    }
+    void read(ipstream &) override {}
+    void write(opstream &) override {}
+    std::binary_semaphore * done;
+};
+
+G_DEFINE_CREATABLE(Signal, "T::Signal", GStreamable)
+
+struct Meeting {
+    ResourceFile * file = nullptr;
+    std::binary_semaphore inside{0}, emptying{0};
+    bool existed = true;
+};
+
+TEST_F(ResourceFileTest, ACallbackMayUseAFileThatAnotherThreadEmpties) {
+    ResourceFile file(fileName().c_str(), IO::ReadWriteMode);
+    Meeting meeting;
+    meeting.file = &file;
+    file.put(new Signal(&meeting.emptying), "s", "T", true);
+    auto const act = [](GCallBackReason, void *, void * data) {
+        auto & with = *static_cast<Meeting *>(data);
+        with.inside.release();
+        with.emptying.acquire(); // the other thread holds the file now, and is to tell of it
+        with.existed = with.file->exist(named("s,T"));
+    };
+    ResourceFile::RegisterCallback(act, ResourceFile::Reason_ItemPut, &meeting);
+    std::thread other([&] {
+        meeting.inside.acquire();
+        file.empty();
+    });
+    ResourceFile another(fileName("another.res").c_str(), IO::ReadWriteMode);
+    put(another, "a,T", "A");
+    other.join();
+    EXPECT_FALSE(meeting.existed);
+    ResourceFile::UnRegisterCallback(act, ResourceFile::Reason_ItemPut, &meeting);
+}
+
+TEST_F(ResourceFileTest, WhatIsUnregisteredRunsInNoThreadAnyMore) {
+    std::atomic<bool> stop = false;
+    std::thread telling([&] {
+        ResourceFile::Reason_BaseInfo info{nullptr};
+        for (; !stop; std::this_thread::yield())
+            ResourceFile::EvokeCallback(ResourceFile::Reason_Flushed, info);
+    });
+    std::atomic<int> wrong = 0;
+    struct Listener {
+        std::atomic<int> * wrong;
+        std::atomic<int> calls{0};
+        std::atomic<bool> over{false};
+    };
+    for (int i = 0; i < 50; ++i) {
+        Listener listener{&wrong};
+        auto const act = [](GCallBackReason, void *, void * data) {
+            auto & self = *static_cast<Listener *>(data);
+            ++self.calls;
+            *self.wrong += self.over;
+            std::this_thread::yield();
+            *self.wrong += self.over;
+        };
+        ResourceFile::RegisterCallback(act, ResourceFile::Reason_Flushed, &listener);
+        while (listener.calls < 2)
+            std::this_thread::yield();
+        ResourceFile::UnRegisterCallback(act, ResourceFile::Reason_Flushed, &listener);
+        listener.over = true;
+    }
+    stop = true;
+    telling.join();
+    EXPECT_EQ(wrong, 0);
 }
 
 TEST_F(ResourceFileTest, IteratorsGoFromTheLastToTheFirst) {
