@@ -83,11 +83,10 @@ TRef<Object> LibraryShelf::load(NameLinkID name) {
     return object;
 }
 
-/// The lists stand in the order of the names, so a mark leaves them before its name changes.
-void LibraryShelf::enter(TRef<IBookMark> const & mark, NameLinkID name) {
+/// The lists stand in the order of the names, and that of this mark has changed.
+void LibraryShelf::enter(TRef<IBookMark> const & mark) {
     loaded_.remove(mark.pointer());
     LibraryCatalogue::Forget(mark.pointer());
-    mark->setPath(fileName_, name);
     long index;
     if (loaded_.search(mark, index))
         loaded_.at_put(index, mark);
@@ -95,22 +94,39 @@ void LibraryShelf::enter(TRef<IBookMark> const & mark, NameLinkID name) {
         loaded_.at_insert(index, mark);
 }
 
-void LibraryShelf::put(TRef<Object> const & object, NameLinkID name, unsigned long flags) {
-    assert(object);
-    TRef<AUnknown> const safe = object->querySafeInterface(&IBookMark::metaclass_);
-    TRef<IBookMark> const mark(gcast<IBookMark>(safe.pointer()));
-    enter(mark, name);
-    mark->setFlags(flags);
+void LibraryShelf::store(Object & object, NameLinkID name) {
     if (!isWritable(*resourceFile_)) {
         resourceFile_->close();
         resourceFile_->open(fileName_.c_str(), GIO::ReadWriteMode);
     }
     bool const stored = isWritable(*resourceFile_) &&
-                        resourceFile_->put(object.pointer(), fullNameOf(name), false) &&
+                        resourceFile_->put(&object, fullNameOf(name), false) &&
                         resourceFile_->flush();
     if (!stored)
         throw Error(source, __LINE__, "Could not store '%s' object in '%s'! ", name.c_str(),
                     fileName_.c_str());
+}
+
+void LibraryShelf::put(TRef<Object> const & object, NameLinkID name, unsigned long flags) {
+    assert(object);
+    TRef<IBookMark> const former = object->queryInterface<IBookMark>();
+    TRef<AUnknown> const safe = object->querySafeInterface(&IBookMark::metaclass_);
+    TRef<IBookMark> const mark(gcast<IBookMark>(safe.pointer()));
+    TRef<BookMark> const formerPath = mark->getMark();
+    unsigned long const formerFlags = mark->getFlags();
+    mark->setPath(fileName_, name);
+    mark->setFlags(flags);
+    try {
+        store(*object, name);
+    } catch (...) {
+        // A bookmark to nothing would be saved in place of the object from now on.
+        mark->setPath(formerPath);
+        mark->setFlags(formerFlags);
+        if (!former)
+            object->removeInterface(&IBookMark::metaclass_);
+        throw;
+    }
+    enter(mark);
     resourceFile_->pack();
 }
 

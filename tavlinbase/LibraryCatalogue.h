@@ -29,7 +29,8 @@ class ONDREL_API LibraryShelf : public RefCounter {
     virtual TRef<Object> get(NameLinkID name);
     /// Stores `object` under `name`, gives it a bookmark to there with these flags, and commits and
     /// packs the file, which is made at need. An object that stood under another name here is now
-    /// known by this one. Throws Error when it cannot be written.
+    /// known by this one. Throws Error when it cannot be written, and the exceptions of streams;
+    /// the object's bookmark is as before then.
     virtual void put(TRef<Object> const & object, NameLinkID name, unsigned long flags);
 
     GFile const & getFileName() const { return fileName_; }
@@ -41,7 +42,8 @@ class ONDREL_API LibraryShelf : public RefCounter {
     class Loading;
 
     TRef<Object> load(NameLinkID name);
-    void enter(TRef<IBookMark> const & mark, NameLinkID name);
+    void store(Object & object, NameLinkID name);
+    void enter(TRef<IBookMark> const & mark);
 
     std::unique_ptr<ResourceFile> resourceFile_;
     TRefKeySortedVector<IBookMark, NameLinkID> loaded_; // one per shared object

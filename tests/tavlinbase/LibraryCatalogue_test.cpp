@@ -118,7 +118,15 @@ TEST_F(Catalogue, TellsWhatIsMissing) {
 
     TRef<LibraryShelf> const nowhere =
         LibraryCatalogue::Get(GFile((name_ + ".missing\\file").c_str()));
-    EXPECT_THROW(nowhere->put(TRef<Object>(new Datum(1)), "a,T", 0), Error);
+    TRef<Object> const fresh(new Datum(1)), kept = shelf()->get("a,T");
+    EXPECT_THROW(nowhere->put(fresh, "a,T", 0), Error);
+    EXPECT_EQ(fresh->queryInterface<IBookMark>().pointer(), nullptr)
+        << "or a bookmark to nothing would be saved in its place";
+    EXPECT_THROW(nowhere->put(kept, "b,T", IBookMark::Shared), Error);
+    TRef<IBookMark> const mark = kept->queryInterface<IBookMark>();
+    EXPECT_EQ(mark->getMark()->getFile(), file());
+    EXPECT_EQ(mark->getCompareKey(), NameLinkID("a,T"));
+    EXPECT_EQ(mark->getFlags(), 0u);
 }
 
 TEST_F(Catalogue, StoredThingsThatAreNoObjectsGiveNull) {
