@@ -392,6 +392,39 @@ TEST(GFlateBufferedIO, AnyDataComesBackAndItsStreamDependsOnNothingElse) {
         EXPECT_TRUE(expanded(compressed(data)) == data);
 }
 
+TEST(GFlateBufferedIO, NothingThatTheObjectDidBeforeShows) {
+    std::mt19937 random(37);
+    GFlateBufferedIO used(new GBufferedIO(new GMemoryIO(0)));
+    auto const writtenAgain = [&](std::string const & data) {
+        auto * const memory = new GMemoryIO(0);
+        used.setIO(memory);
+        EXPECT_TRUE(used.startWrite());
+        used.gwrite(data.data(), static_cast<long>(data.size()));
+        used.flush();
+        auto const * const begin = static_cast<char const *>(memory->buffer());
+        return std::string(begin, begin + memory->size());
+    };
+    std::vector<Item> matches = {{0, 'f'}};
+    matches.resize(200, {1, 3});
+    std::string const whole = Bits().plainBlock(matches).end();
+    for (int i = 0; i < 300; ++i) {
+        if (i % 16 == 0) { // a window that has slid, in heads and bytes behind the new data
+            writtenAgain(mixedData(random(), 66000 + random() % 60000));
+        } else if (i % 16 == 1) { // distances of a block that breaks off
+            std::string broken = whole.substr(0, whole.size() - 1 - random() % 100);
+            used.setIO(
+                new GMemoryIO(broken.data(), static_cast<long>(broken.size()), GIO::ReadWriteMode));
+            EXPECT_EQ(readAll(used), "");
+            used.setIO(new GMemoryIO(0));
+        }
+        std::string data = i % 16 ? "" : noise(30000 + random() % 35000);
+        for (std::size_t size = random() % 40; size > 0; --size)
+            data += "\0\0a"[random() % 3];
+        data += std::string("-abcde\0abcdeYabcde", random() % 2 ? 18 : 0);
+        ASSERT_TRUE(writtenAgain(data) == compressed(data)) << "round " << i;
+    }
+}
+
 TEST(GFlateBufferedIO, BytesMayBeWrittenAndReadOneByOne) {
     std::string const data = mixedData(21, 70000);
     Medium medium;

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <random>
 #include <string>
 #include <vector>
@@ -677,6 +678,86 @@ TEST(GHuffmanBufferedIO, TakesNoByteThatABlockDoesNotNeed) {
         EXPECT_EQ(medium.huffman.getRCurrent(), medium.huffman.getREnd());
         medium.huffman.flush();
         EXPECT_EQ(medium.memory->gtell(), static_cast<long>(bits.bytes.size()));
+    }
+}
+
+/// Two or more symbols and no word unused; half of the codes are as lopsided as they can be.
+Code randomCode(std::mt19937 & random, unsigned symbols) {
+    std::vector<unsigned> leaves = {0};
+    std::size_t const count = 2 + random() % (symbols - 1);
+    for (bool const deep = random() % 2; leaves.size() < count;) {
+        std::size_t const split =
+            deep && leaves.back() < 15 ? leaves.size() - 1 : random() % leaves.size();
+        if (leaves[split] < 15)
+            leaves.push_back(++leaves[split]);
+    }
+    leaves.resize(symbols, 0);
+    std::shuffle(leaves.begin(), leaves.end(), random);
+    Code code;
+    code.last = symbols - 1;
+    code.length = leaves;
+    return code;
+}
+
+TEST(GHuffmanBufferedIO, ReadsBlocksInAnyCompleteCodes) {
+    std::mt19937 random(31);
+    std::vector<std::pair<unsigned, unsigned>> runLengths;
+    for (unsigned length = 0; length <= 15; ++length)
+        runLengths.emplace_back(length, 4); // and the words 0 to 15
+    for (int round = 0; round < 400; ++round) {
+        Code literals = randomCode(random, 286), distances = randomCode(random, 30);
+        if (literals.length[256] == 0)
+            std::iter_swap(
+                literals.length.begin() + 256,
+                std::find_if(literals.length.begin(), literals.length.end(), std::identity()));
+        Bits bits = codedHead(runLengths, 19);
+        for (Code * code : {&literals, &distances}) {
+            assignWords(*code);
+            bits.field(code == &literals ? 29 : 28, 5);
+            for (unsigned const length : code->length)
+                bits.code(length, 4);
+        }
+        auto const put = [&](Code const & code, unsigned symbol) {
+            bits.code(code.word[symbol], code.length[symbol]);
+        };
+        // Some value of the class, whose extra bits are put.
+        auto const valueOf = [&](unsigned c, auto extra) {
+            unsigned value = random() % (1u << extra(c));
+            bits.field(value, extra(c));
+            while (c > 0)
+                value += 1u << extra(--c);
+            return value;
+        };
+        Items items;
+        for (int tries = 0; tries < 3000; ++tries) {
+            unsigned const symbol = random() % 286, d = random() % 30;
+            if (literals.length[symbol] == 0 || symbol == 256 || distances.length[d] == 0)
+                continue;
+            put(literals, symbol);
+            if (symbol < 256) {
+                items.push_back({0, symbol});
+                continue;
+            }
+            unsigned const value = symbol == 285 ? 255 : valueOf(symbol - 257, lengthExtra);
+            put(distances, d);
+            items.push_back({1 + valueOf(d, distanceExtra), value});
+        }
+        put(literals, 256);
+        std::string const stream = ended(bits);
+
+        auto * const memory = new GMemoryIO(0);
+        memory->gwrite((stream + "tail").data(), static_cast<long>(stream.size()) + 4);
+        memory->gseek(0, GIO::FromStart);
+        GHuffmanBufferedIO huffman(new GBufferedIO(memory, 4 + static_cast<long>(random() % 900)));
+        Items back;
+        unsigned short distance;
+        unsigned char value;
+        while (huffman.readCode(distance, value) == GIO::NoError)
+            back.push_back({distance, value});
+        ASSERT_EQ(back, items) << round;
+        EXPECT_EQ(huffman.getError(), GIO::EndOfFile);
+        huffman.flush();
+        EXPECT_EQ(memory->gtell(), static_cast<long>(stream.size()));
     }
 }
 
