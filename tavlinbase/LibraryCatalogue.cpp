@@ -8,7 +8,9 @@
 
 #include <algorithm>
 #include <cassert>
+#include <cstddef>
 #include <cstring>
+#include <new>
 
 namespace Tavlin {
 
@@ -130,9 +132,12 @@ void LibraryShelf::put(TRef<Object> const & object, NameLinkID name, unsigned lo
     resourceFile_->pack();
 }
 
+// Never destroyed: bookmarks that end while the program does still ask it. The shelves are given
+// back by g_shutDown.
 LibraryCatalogue & LibraryCatalogue::g_lcLibrary() {
-    static LibraryCatalogue catalogue;
-    return catalogue;
+    alignas(LibraryCatalogue) static std::byte place[sizeof(LibraryCatalogue)];
+    static LibraryCatalogue & made = *new (place) LibraryCatalogue;
+    return made;
 }
 
 void LibraryCatalogue::Forget(IBookMark const * mark) {
