@@ -150,8 +150,8 @@ inline GRegion operator-(GRegion a, GPoint const & by) {
 /// A byte 0, the number of rectangles in 32 bits, and each span of each band as a GRect.
 ONDREL_API opstream & operator<<(opstream & out, GRegion const & region);
 /// The union of the rectangles, as far as they arrive; the byte is not looked at. Rectangles that
-/// overlap so that their union has more than a million edges and 64 more for each leave the region
-/// empty and the read bit set.
+/// overlap so that their union, or that of a part of them, has more than a million edges and 64
+/// more for each leave the region empty and the read bit set.
 ONDREL_API ipstream & operator>>(ipstream & in, GRegion & region);
 /// Each span of each band as a GRect on a line of its own.
 ONDREL_API std::ostream & operator<<(std::ostream & out, GRegion const & region);

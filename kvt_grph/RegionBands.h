@@ -170,8 +170,9 @@ class RegionBands {
     /// Puts here what the operation makes of two sides. The first may be these bands themselves.
     void combine(RegionView const & a, RegionOp op, RegionView const & b);
     /// Puts the union of these rectangles here, with the bands that it has in whatever order they
-    /// are added. False, and no bands, when it would have more than a million edges and 64 more for
-    /// each rectangle: what a few bytes a rectangle can claim must not grow with their square.
+    /// are added. False, and no bands, when it, or that of a part of them, would have more than a
+    /// million edges and 64 more for each rectangle: what a few bytes a rectangle can claim must
+    /// not grow with their square.
     bool unite(GRect const * rects, std::size_t count);
     /// Moves all pixels; those that would leave the plane are cut off.
     void move(std::int64_t dx, std::int64_t dy);
