@@ -5,6 +5,7 @@
 
 #include <fcntl.h>
 #include <pty.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -111,8 +112,11 @@ int stopAtFile(TemporaryDirectory const & directory, std::vector<std::string> co
         if (write(input, "some bytes", 10) != 10)
             return -1;
         child = start(directory, arguments, in, nothing, nothing);
-        for (int i = 0; i < 20000 && !directory.has(name); ++i)
+        int left = 1;
+        for (int i = 0; i < 20000 && (!directory.has(name) || left > 0); ++i) {
             usleep(1000);
+            ioctl(in, FIONREAD, &left);
+        }
         kill(child, SIGTERM);
         // It may have been about to wait for input, and would not notice before there is some.
         siginfo_t ended = {};
