@@ -40,6 +40,11 @@ inline std::uint32_t hashOfThree(unsigned char const * at) {
     return (at[0] & 31u) << 10 ^ at[1] << 5 ^ at[2];
 }
 
+/// The same of the next position, from the third byte there.
+inline std::uint32_t nextHash(std::uint32_t hash, unsigned char third) {
+    return (hash & 0x3FF) << 5 ^ third;
+}
+
 template <class T>
 std::uint32_t equalBytes(T difference) {
     int const bits = std::endian::native == std::endian::little ? std::countr_zero(difference)
@@ -150,18 +155,15 @@ void FlateMatcher::start(unsigned char level) {
 void FlateMatcher::finish() {
     if (position_ > hashSize / 8)
         return;
-    for (std::uint32_t position = 0; position < position_; ++position)
-        heads_[hashOfThree(window_ + position)] = 0;
+    unsigned char const * third = window_ + minMatch - 1;
+    unsigned char const * const end = third + position_;
+    Four * const heads = heads_.get();
+    std::uint32_t hash = hashOfThree(window_);
+    while (third != end) {
+        heads[hash] = 0;
+        hash = nextHash(hash, *++third);
+    }
     areHeadsClear_ = true;
-}
-
-/// The candidates for a match at the position.
-inline FlateMatcher::Four FlateMatcher::insert(std::uint32_t position) {
-    Four & head = heads_[hashOfThree(window_ + position)];
-    Four const before = head;
-    head = before << 16 | position;
-    chains_[position & chainMask] = before;
-    return before;
 }
 
 inline FlateMatcher::Match FlateMatcher::findLongest(std::uint32_t position, Four candidates,
@@ -212,20 +214,33 @@ inline FlateMatcher::Match FlateMatcher::findLongest(std::uint32_t position, Fou
 
 void FlateMatcher::code(long filled, bool nothingFollows, GHuffmanBufferedIO & to) {
     unsigned char const * const window = window_;
+    Four * const heads = heads_.get();
+    Four * const chains = chains_.get();
     std::uint32_t const maxLazy = tuning_.maxLazy;
     std::uint32_t const wantedAhead = nothingFollows ? 1 : minLookahead;
     std::uint32_t position = position_;
     std::uint32_t lookahead = static_cast<std::uint32_t>(filled) - position;
     Match match = match_;
     bool literalPending = literalPending_;
+    std::uint32_t hash = hashOfThree(window + position);
+    // Gives the candidates for a match at the position, which is one from now on.
+    auto const insert = [&] {
+        Four & head = heads[hash];
+        Four const before = head;
+        head = before << 16 | position;
+        chains[position & chainMask] = before;
+        hash = nextHash(hash, window[position + minMatch]);
+        return before;
+    };
 
     Items items(to);
     while (lookahead >= wantedAhead) {
-        Four const candidates = insert(position);
-        prefetch(&heads_[hashOfThree(window + position + 1)]);
+        Four const candidates = insert();
+        prefetch(&heads[hash]);
         Match const before = match;
         match.length = minMatch - 1;
-        if (before.length < maxLazy) {
+        // Without candidates there is nothing to find, which is usual in short streams.
+        if (candidates != 0 && before.length < maxLazy) {
             match = findLongest(position, candidates, before);
             match.length = std::min(match.length, lookahead);
             if (match.length == minMatch && position - match.start > tooFar)
@@ -242,7 +257,7 @@ void FlateMatcher::code(long filled, bool nothingFollows, GHuffmanBufferedIO & t
             lookahead -= before.length - 1;
             std::uint32_t const end = position + before.length - 1;
             while (++position != end)
-                insert(position);
+                insert();
             literalPending = false;
             match.length = minMatch - 1;
         }

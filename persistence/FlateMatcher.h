@@ -56,7 +56,6 @@ class FlateMatcher {
     /// why position 0 is never found.
     using Four = std::uint64_t;
 
-    Four insert(std::uint32_t position);
     Match findLongest(std::uint32_t position, Four candidates, Match before) const;
     void finish();
     void slide();

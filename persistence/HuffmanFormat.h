@@ -104,7 +104,7 @@ inline unsigned distanceClass(unsigned distance) {
 }
 
 /// The low `count` bits of `code` in reverse: a code is sent from its most significant bit.
-inline unsigned reversed(unsigned code, unsigned count) {
+constexpr unsigned reversed(unsigned code, unsigned count) {
     unsigned result = 0;
     for (unsigned i = 0; i < count; ++i, code >>= 1)
         result = result << 1 | (code & 1);

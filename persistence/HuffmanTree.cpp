@@ -2,46 +2,70 @@
 #include "persistence/HuffmanTree.h"
 
 #include <algorithm>
+#include <cassert>
 
 namespace huffman {
 
-void TreeBuilder::push(unsigned symbol, std::uint32_t frequency) {
-    key_[symbol] = frequency << 8;
-    heap_[++heapCount_] = static_cast<std::uint16_t>(symbol);
+namespace {
+
+// An entry of the heap, from the top: the frequency, which the items of a block bound by 16 bits;
+// the height of the subtree, 21 at most for such frequencies; the number of the node. The first two
+// are what the heap is ordered by.
+constexpr unsigned nodeBits = 10;
+constexpr unsigned heightBits = 5;
+constexpr unsigned keyShift = nodeBits + heightBits;
+constexpr std::uint32_t nodeMask = (1u << nodeBits) - 1;
+constexpr std::uint32_t heightMask = ((1u << heightBits) - 1) << nodeBits;
+/// Behind the last entry, so that an only child looks like the lesser of two.
+constexpr std::uint32_t aboveAll = ~0u;
+
+constexpr auto reversedBytes = [] {
+    std::array<std::uint8_t, 256> bytes{};
+    for (unsigned i = 0; i < 256; ++i)
+        bytes[i] = static_cast<std::uint8_t>(reversed(i, 8));
+    return bytes;
+}();
+
+/// Whether the key of `a` is not above that of `b`.
+inline bool notAbove(std::uint32_t a, std::uint32_t b) {
+    return (a & ~nodeMask) <= b;
 }
 
-/// On a tie the right child goes before the left, and the sinking node stays above its child.
-void TreeBuilder::siftDown(unsigned place) {
-    std::uint16_t const node = heap_[place];
-    std::uint32_t const key = key_[node];
-    for (unsigned child; (child = 2 * place) <= heapCount_; place = child) {
-        if (child < heapCount_ && key_[heap_[child + 1]] <= key_[heap_[child]])
-            ++child;
-        if (key <= key_[heap_[child]])
-            break;
-        heap_[place] = heap_[child];
+} // namespace
+
+/// On a tie the right child goes before the left, and the sinking entry stays above its child. It
+/// goes down to the end first, choosing between children alone, and then back up: nearly all that
+/// sinks comes to rest near the end, and on the way down no jump depends on it.
+inline void TreeBuilder::sink(unsigned top, std::uint32_t entry) {
+    std::uint32_t * const heap = heap_.data();
+    unsigned const count = heapCount_;
+    unsigned place = top;
+    for (unsigned child; (child = 2 * place) <= count; place = child) {
+        child += notAbove(heap[child + 1], heap[child]);
+        heap[place] = heap[child];
     }
-    heap_[place] = node;
+    for (; place > top && notAbove(entry, heap[place / 2]); place /= 2)
+        heap[place] = heap[place / 2];
+    heap[place] = entry;
 }
 
 void TreeBuilder::joinNodes(unsigned symbols) {
-    unsigned next = symbols;
+    std::uint32_t next = symbols;
     first_ = heapSize;
     do {
-        unsigned const smallest = heap_[1];
-        heap_[1] = heap_[heapCount_--];
-        siftDown(1);
-        unsigned const second = heap_[1];
+        std::uint32_t const a = heap_[1];
+        std::uint32_t const last = heap_[heapCount_];
+        heap_[heapCount_--] = aboveAll;
+        sink(1, last);
+        std::uint32_t const b = heap_[1];
+        std::uint32_t const smallest = a & nodeMask, second = b & nodeMask;
         order_[--first_] = static_cast<std::uint16_t>(smallest);
         order_[--first_] = static_cast<std::uint16_t>(second);
-
-        std::uint32_t const a = key_[smallest], b = key_[second];
-        key_[next] = ((a >> 8) + (b >> 8)) << 8 | (std::max(a & 0xFF, b & 0xFF) + 1);
         parent_[smallest] = parent_[second] = static_cast<std::uint16_t>(next);
-        heap_[1] = static_cast<std::uint16_t>(next++);
-        siftDown(1);
+        std::uint32_t const height = std::max(a & heightMask, b & heightMask) + nodeMask + 1;
+        sink(1, ((a >> keyShift) + (b >> keyShift)) << keyShift | height | next++);
     } while (heapCount_ > 1);
-    order_[--first_] = heap_[1];
+    order_[--first_] = static_cast<std::uint16_t>(heap_[1] & nodeMask);
 }
 
 /// From the root down; the number of nodes that had to be cut.
@@ -92,27 +116,33 @@ unsigned TreeBuilder::makeLengths(std::uint32_t * frequency, unsigned symbols, u
                                   std::uint16_t * length) {
     int lastUsed = -1;
     heapCount_ = 0;
+    auto const push = [&](unsigned symbol) {
+        assert(frequency[symbol] < 1u << 16);
+        heap_[++heapCount_] = frequency[symbol] << keyShift | symbol;
+    };
     for (unsigned symbol = 0; symbol < symbols; ++symbol)
         if (frequency[symbol] != 0) {
-            push(symbol, frequency[symbol]);
+            push(symbol);
             lastUsed = static_cast<int>(symbol);
         }
     // The reader wants whole codes, of two symbols or more.
     while (heapCount_ < 2) {
         unsigned const added = lastUsed < 2 ? static_cast<unsigned>(++lastUsed) : 0;
         frequency[added] = 1;
-        push(added, 1);
+        push(added);
     }
+    heap_[heapCount_ + 1] = aboveAll;
     unsigned const last = static_cast<unsigned>(lastUsed);
     for (unsigned place = heapCount_ / 2; place > 0; --place)
-        siftDown(place);
+        sink(place, heap_[place]);
     joinNodes(symbols);
+    // Symbols that do not occur are no nodes.
+    std::fill_n(length_.begin(), last + 1, std::uint16_t{0});
     if (unsigned const overflow = measureNodes(last, maxLength)) {
         shorten(overflow, maxLength);
         reassign(last, maxLength);
     }
-    for (unsigned symbol = 0; symbol <= last; ++symbol)
-        length[symbol] = frequency[symbol] != 0 ? length_[symbol] : 0;
+    std::copy_n(length_.begin(), last + 1, length);
     length[last + 1] = guard;
     return last;
 }
@@ -132,9 +162,14 @@ void TreeBuilder::makeCodes(std::uint16_t const * length, unsigned lastUsed, std
     count[0] = 0;
     for (unsigned bits = 1; bits <= maxCodeBits; ++bits)
         next[bits] = (next[bits - 1] + count[bits - 1]) << 1;
-    for (unsigned symbol = 0; symbol <= lastUsed; ++symbol)
-        if (unsigned const bits = length[symbol])
-            code[symbol] = static_cast<std::uint16_t>(reversed(next[bits]++, bits));
+    for (unsigned symbol = 0; symbol <= lastUsed; ++symbol) {
+        // No code for no bits.
+        unsigned const bits = length[symbol];
+        unsigned const forward = next[bits]++;
+        unsigned const whole =
+            reversedBytes[forward & 0xFF] << 8u | reversedBytes[forward >> 8 & 0xFF];
+        code[symbol] = static_cast<std::uint16_t>(whole >> (16 - bits));
+    }
 }
 
 } // namespace huffman

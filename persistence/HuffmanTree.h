@@ -44,20 +44,17 @@ class TreeBuilder {
     void exchangeLength(std::uint16_t * length, unsigned lastUsed, unsigned symbol);
     void makeCodes(std::uint16_t const * length, unsigned lastUsed, std::uint16_t * code);
 
-    void push(unsigned symbol, std::uint32_t frequency);
-    void siftDown(unsigned place);
+    void sink(unsigned top, std::uint32_t entry);
     void joinNodes(unsigned symbols);
     unsigned measureNodes(unsigned lastUsed, unsigned maxLength);
     void shorten(unsigned overflow, unsigned maxLength);
     void reassign(unsigned lastUsed, unsigned maxLength);
 
-    /// Frequency and, below it, the height of the subtree: what the heap is ordered by.
-    std::array<std::uint32_t, heapSize> key_;
     std::array<std::uint16_t, heapSize> parent_;
     std::array<std::uint16_t, heapSize> length_;
     std::array<unsigned, maxCodeBits + 1> lengthCount_;
-    /// From place 1.
-    std::array<std::uint16_t, literalSymbols + 1> heap_;
+    /// From place 1, and one that stands above all behind them.
+    std::array<std::uint32_t, literalSymbols + 2> heap_;
     unsigned heapCount_ = 0;
     /// All nodes in the order in which they left the heap, from the end down; the root is first.
     std::array<std::uint16_t, heapSize> order_;
