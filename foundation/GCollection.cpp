@@ -4,8 +4,18 @@
 #include "foundation/GException.h"
 
 #include <algorithm>
+#include <bit>
 
 G_DEFINE_CREATABLE(GCollection, "GCollection", GStreamable)
+
+/// Slots of the array. The limit grows by delta, which may be small, and both are saved; the array
+/// of many items has a few slots more, so that it is not copied every time.
+static long slotsFor(long limit) {
+    if (limit < 64)
+        return limit;
+    auto const step = static_cast<long>(std::bit_floor(static_cast<unsigned long>(limit)) / 8);
+    return limit + (step - limit % step) % step;
+}
 
 GCollection::GCollection(long limit, long delta, unsigned char shouldDelete)
     : shouldDelete_(shouldDelete), delta_(delta < 1 ? 1 : delta) {
@@ -27,9 +37,12 @@ void GCollection::pack() {
 
 void GCollection::setLimit(long limit) {
     limit = std::max(limit, count_);
-    if (limit == limit_)
+    long const slots = slotsFor(limit);
+    if (slots == slotsFor(limit_)) {
+        limit_ = limit;
         return;
-    void ** items = limit > 0 ? new void *[static_cast<std::size_t>(limit)] : nullptr;
+    }
+    void ** items = slots > 0 ? new void *[static_cast<std::size_t>(slots)] : nullptr;
     std::copy_n(items_, count_, items);
     delete[](items_ - lead_);
     items_ = items;
@@ -97,7 +110,7 @@ void GCollection::makeRoom(long index) {
         --lead_;
         return;
     }
-    if (lead_ + count_ == limit_) {
+    if (lead_ > 0 && lead_ + count_ == slotsFor(limit_)) {
         std::copy(items_, items_ + count_, items_ - lead_);
         items_ -= lead_;
         lead_ = 0;
