@@ -38,12 +38,18 @@ std::uint32_t & PointerTable::indexOf(GStreamable const * object) {
 }
 
 void PointerTable::clear() {
-    *this = PointerTable();
+    // The table of a small object serves the next; a big one would be cleared in vain.
+    if (slots_.size() > smallest)
+        slots_ = {};
+    else if (used_ > 0)
+        std::fill(slots_.begin(), slots_.end(), Slot{nullptr, 0});
+    used_ = 0;
+    next_ = 1;
 }
 
 void PointerTable::grow() {
     std::vector<Slot> const former = std::move(slots_);
-    slots_.assign(std::max<std::size_t>(2 * former.size(), 64), Slot{nullptr, 0});
+    slots_.assign(std::max<std::size_t>(2 * former.size(), smallest), Slot{nullptr, 0});
     shift_ = 64u - static_cast<unsigned int>(std::countr_zero(slots_.size()));
     std::size_t const mask = slots_.size() - 1;
     for (Slot const & slot : former) {
@@ -76,7 +82,7 @@ void ObjectTable::append(GStreamable * object) {
     if (thread_ != &t_here)
         join();
     if (offset(count_) == 0 && block(count_) == blocks_.size())
-        blocks_.push_back(std::make_unique<GStreamable *[]>(blockSize));
+        blocks_.push_back(std::make_unique_for_overwrite<GStreamable *[]>(blockSize));
     set(count_++, object);
 }
 
@@ -94,7 +100,9 @@ void ObjectTable::put(long index, GStreamable * object) {
 
 void ObjectTable::clear() {
     leave();
-    blocks_.clear();
+    // One block is kept for the next object.
+    if (blocks_.size() > 1)
+        blocks_.resize(1);
     count_ = 0;
     noted_ = 0;
     places_.clear();

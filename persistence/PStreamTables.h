@@ -41,6 +41,8 @@ class PointerTable {
         std::uint32_t index;
     };
 
+    static constexpr std::size_t smallest = 64;
+
     std::size_t place(GStreamable const * object) const {
         auto const value = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(object));
         // Multiplying spreads the middle bits of an address over the upper ones.
