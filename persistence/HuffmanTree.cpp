@@ -81,8 +81,7 @@ unsigned TreeBuilder::measureNodes(unsigned lastUsed, unsigned maxLength) {
             ++overflow;
         }
         length_[node] = static_cast<std::uint16_t>(length);
-        if (node <= lastUsed)
-            ++lengthCount_[length];
+        lengthCount_[length] += node <= lastUsed;
     }
     return overflow;
 }
@@ -116,25 +115,28 @@ unsigned TreeBuilder::makeLengths(std::uint32_t * frequency, unsigned symbols, u
                                   std::uint16_t * length) {
     int lastUsed = -1;
     heapCount_ = 0;
-    auto const push = [&](unsigned symbol) {
+    auto const place = [&](unsigned symbol) {
         assert(frequency[symbol] < 1u << 16);
-        heap_[++heapCount_] = frequency[symbol] << keyShift | symbol;
+        heap_[heapCount_ + 1] = frequency[symbol] << keyShift | symbol;
     };
-    for (unsigned symbol = 0; symbol < symbols; ++symbol)
-        if (frequency[symbol] != 0) {
-            push(symbol);
-            lastUsed = static_cast<int>(symbol);
-        }
+    // About as many symbols occur as do not, so this goes without jumps.
+    for (unsigned symbol = 0; symbol < symbols; ++symbol) {
+        place(symbol);
+        bool const occurs = frequency[symbol] != 0;
+        heapCount_ += occurs;
+        lastUsed = occurs ? static_cast<int>(symbol) : lastUsed;
+    }
     // The reader wants whole codes, of two symbols or more.
     while (heapCount_ < 2) {
         unsigned const added = lastUsed < 2 ? static_cast<unsigned>(++lastUsed) : 0;
         frequency[added] = 1;
-        push(added);
+        place(added);
+        ++heapCount_;
     }
     heap_[heapCount_ + 1] = aboveAll;
     unsigned const last = static_cast<unsigned>(lastUsed);
-    for (unsigned place = heapCount_ / 2; place > 0; --place)
-        sink(place, heap_[place]);
+    for (unsigned top = heapCount_ / 2; top > 0; --top)
+        sink(top, heap_[top]);
     joinNodes(symbols);
     // Symbols that do not occur are no nodes.
     std::fill_n(length_.begin(), last + 1, std::uint16_t{0});

@@ -6,39 +6,6 @@
 
 namespace huffman {
 
-namespace {
-
-/// Walks the lengths of a table as runs: one(length), repeat(times) of the length before,
-/// zeros(times).
-template <unsigned Symbols, class One, class Repeat, class Zeros>
-void forRuns(Tree<Symbols> const & tree, One one, Repeat repeat, Zeros zeros) {
-    unsigned previous = guard;
-    for (unsigned symbol = 0; symbol <= tree.lastUsed;) {
-        unsigned const length = tree.length[symbol];
-        unsigned const limit = length == 0 ? 138 : length == previous ? 6 : 7;
-        unsigned const least = length != 0 && length != previous ? 4 : 3;
-        unsigned times = 1;
-        while (times < limit && tree.length[symbol + times] == length)
-            ++times;
-        symbol += times;
-        if (times < least) {
-            for (unsigned i = 0; i < times; ++i)
-                one(length);
-        } else if (length == 0) {
-            zeros(times);
-        } else {
-            if (length != previous) {
-                one(length);
-                --times;
-            }
-            repeat(times);
-        }
-        previous = length;
-    }
-}
-
-} // namespace
-
 std::uint32_t BlockWriter::count(Items const & items) {
     literals_.frequency.fill(0);
     distances_.frequency.fill(0);
@@ -57,15 +24,46 @@ std::uint32_t BlockWriter::count(Items const & items) {
     return static_cast<std::uint32_t>(items.count) * plainCodeBits + matches * plainDistanceBits;
 }
 
+/// Adds the lengths of a table to the runs.
+template <unsigned Symbols>
+void BlockWriter::gatherRuns(Tree<Symbols> const & tree) {
+    Run * run = runList_.data() + runCount_;
+    auto const add = [&](unsigned symbol, unsigned extra) {
+        *run++ = {static_cast<std::uint8_t>(symbol), static_cast<std::uint8_t>(extra)};
+        ++runs_.frequency[symbol];
+    };
+    unsigned previous = guard;
+    for (unsigned symbol = 0; symbol <= tree.lastUsed;) {
+        unsigned const length = tree.length[symbol];
+        unsigned const limit = length == 0 ? 138 : length == previous ? 6 : 7;
+        unsigned const least = length != 0 && length != previous ? 4 : 3;
+        unsigned times = 1;
+        while (times < limit && tree.length[symbol + times] == length)
+            ++times;
+        symbol += times;
+        if (times < least) {
+            for (unsigned i = 0; i < times; ++i)
+                add(length, 0);
+        } else if (length == 0) {
+            add(times <= 10 ? fewZeros : manyZeros, times <= 10 ? times - 3 : times - 11);
+        } else {
+            if (length != previous) {
+                add(length, 0);
+                --times;
+            }
+            add(repeatLength, times - 3);
+        }
+        previous = length;
+    }
+    runCount_ = static_cast<unsigned>(run - runList_.data());
+}
+
 void BlockWriter::makeRunCode() {
     runs_.frequency.fill(0);
-    auto const one = [this](unsigned length) { ++runs_.frequency[length]; };
-    auto const repeat = [this](unsigned) { ++runs_.frequency[repeatLength]; };
-    auto const zeros = [this](unsigned times) {
-        ++runs_.frequency[times <= 10 ? fewZeros : manyZeros];
-    };
-    forRuns(literals_, one, repeat, zeros);
-    forRuns(distances_, one, repeat, zeros);
+    runCount_ = 0;
+    gatherRuns(literals_);
+    literalRuns_ = runCount_;
+    gatherRuns(distances_);
     builder_.build(runs_, maxRunCodeBits);
     lastRun_ = 0;
     for (unsigned i = 0; i < runSymbols; ++i)
@@ -123,21 +121,15 @@ void BlockWriter::makeWords() {
     }
 }
 
-template <unsigned Symbols>
-void BlockWriter::putLengths(BitSink & sink, Tree<Symbols> const & tree) {
-    auto const put = [&](unsigned symbol, unsigned extra) {
-        unsigned const width = runs_.length[symbol];
-        sink.put(runs_.code[symbol] | extra << width, width + runExtraBits[symbol]);
-    };
-    forRuns(
-        tree, [&](unsigned length) { put(length, 0); },
-        [&](unsigned times) { put(repeatLength, times - 3); },
-        [&](unsigned times) {
-            if (times <= 10)
-                put(fewZeros, times - 3);
-            else
-                put(manyZeros, times - 11);
-        });
+void BlockWriter::putRuns(BitSink & sink, unsigned from, unsigned to) const {
+    BitSink local = sink;
+    for (unsigned i = from; i < to; ++i) {
+        Run const run = runList_[i];
+        unsigned const width = runs_.length[run.symbol];
+        std::uint32_t const extra = run.extra;
+        local.put(runs_.code[run.symbol] | extra << width, width + runExtraBits[run.symbol]);
+    }
+    sink = local;
 }
 
 void BlockWriter::putHeader(BitSink & sink) {
@@ -147,9 +139,9 @@ void BlockWriter::putHeader(BitSink & sink) {
     for (unsigned i = 0; i < runCount; ++i)
         sink.put(runOrder[i] <= runs_.lastUsed ? runs_.length[runOrder[i]] : 0, runLengthBits);
     sink.put(literals_.lastUsed + 1 - minLiteralLengths, literalCountBits);
-    putLengths(sink, literals_);
+    putRuns(sink, 0, literalRuns_);
     sink.put(distances_.lastUsed + 1 - minDistanceLengths, distanceCountBits);
-    putLengths(sink, distances_);
+    putRuns(sink, literalRuns_, runCount_);
 }
 
 long BlockWriter::writeCoded(GAbstractBufferedIO * device, Items const & items) {

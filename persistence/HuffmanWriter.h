@@ -30,18 +30,29 @@ class BlockWriter {
         std::uint32_t width;
     };
 
+    /// A symbol of the run code, and the value of its extra bits.
+    struct Run {
+        std::uint8_t symbol;
+        std::uint8_t extra;
+    };
+
     std::uint32_t count(Items const & items);
     std::uint32_t estimate();
     void makeRunCode();
     void makeWords();
     void putHeader(BitSink & sink);
     template <unsigned Symbols>
-    void putLengths(BitSink & sink, Tree<Symbols> const & tree);
+    void gatherRuns(Tree<Symbols> const & tree);
+    void putRuns(BitSink & sink, unsigned from, unsigned to) const;
 
     TreeBuilder builder_;
     Tree<literalSymbols> literals_;
     Tree<distanceSymbols> distances_;
     Tree<runSymbols> runs_;
+    /// The lengths of the other two codes, those of the literals first.
+    std::array<Run, literalSymbols + distanceSymbols> runList_;
+    unsigned literalRuns_ = 0;
+    unsigned runCount_ = 0;
     /// Index in runOrder.
     unsigned lastRun_ = 0;
     std::array<Word, 257> literalWords_;
