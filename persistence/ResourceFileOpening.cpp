@@ -15,8 +15,10 @@ using namespace resource_file;
 namespace {
 
 /// Trailers that are looked at before a file is given up: one that was stored as the bytes of a
-/// resource may bring many of its own.
-constexpr int greatestTries = 4096;
+/// resource may bring many of its own. Those lead nowhere; where one leads to much that can be
+/// read, that much counts for more than one.
+constexpr unsigned long greatestTries = 4096;
+constexpr unsigned long bytesOfOneTry = 4096;
 constexpr int greatestCopies = 1000;
 
 /// The end of the last block of a directory and all below, of those in front of `most`.
@@ -127,11 +129,12 @@ bool ResourceFileServer::find_root_directory_position(long & root, long & end) {
 void ResourceFileServer::open_new_format_file() {
     std::unique_ptr<GResourceDirectory> loose;
     long looseEnd = -1, root = -1, end = -1, passedOver = -1;
-    for (int tries = 0; tries < greatestTries; ++tries, --end) {
+    for (unsigned long tries = 0; tries < greatestTries; ++tries, --end) {
         if (!find_root_directory_position(root, end))
             break;
         long directoryEnd = -1;
         std::unique_ptr<GResourceDirectory> directory(read_directory(root, true, directoryEnd));
+        tries += stream_->countOfReadBytes() / bytesOfOneTry;
         long const between = end - directoryEnd;
         if (directory && directoryEnd >= 0 &&
             (between == trailerSize || between == 2 * trailerSize)) {

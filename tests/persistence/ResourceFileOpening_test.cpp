@@ -412,6 +412,23 @@ TEST_F(ResourceFileOpening, ManyTrailersThatLeadNowhereTakeTimeInProportion) {
         file += trailer;
     place(file);
     EXPECT_EQ(opened(GIO::ReadMode), Content());
+    // Trailers that all lead to one large directory, which none of them follows.
+    {
+        std::filesystem::remove(fileName());
+        ResourceFile large(fileName().c_str(), GIO::WriteMode);
+        for (int i = 0; i < 5000; ++i)
+            large.create_directory(path("many\\directory " + std::to_string(i)));
+        large.pack();
+    }
+    std::string const directory = bytes();
+    EXPECT_EQ(digits(directory.substr(directory.size() - 24)), digits(trailer));
+    std::string following = directory + "x";
+    while (following.size() < directory.size() + 100000)
+        following += trailer;
+    place(following);
+    ResourceFile reader(fileName().c_str(), GIO::ReadMode);
+    EXPECT_TRUE(reader.directory_exists(path("many\\directory 4999")));
+    reader.close();
     // Nearly trailers.
     for (std::size_t at = 9; at < file.size(); at += 24)
         file[at] ^= 1;
