@@ -571,8 +571,13 @@ bool ResourceFileServer::copy_block(GResourceFullName const & fullName, ipstream
         ResourceItem * const item = find_or_create_item(fullName, created);
         if (!item)
             return false;
-        Storing storing(*this, (flags & ResourceFile::CopyCompress) != 0);
-        stored = copyBytes(source, *stream_, size) && storing.finish(*item);
+        try {
+            Storing storing(*this, (flags & ResourceFile::CopyCompress) != 0);
+            stored = copyBytes(source, *stream_, size) && storing.finish(*item);
+        } catch (...) { // from the source, when its exception mask asks for it
+            forget_unwritten(fullName);
+            throw;
+        }
         if (stored) {
             item->compressed = flags != 0;
             if (rawSize)

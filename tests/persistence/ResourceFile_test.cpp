@@ -326,6 +326,10 @@ TEST_F(ResourceFileTest, BytesComeInFromStreamsAndGoOut) {
         }
         EXPECT_FALSE(file.copy_from(named("d,T"), in, 100, flags)) << "there are not so many";
         EXPECT_FALSE(file.exist(named("d,T")));
+        in.clear();
+        in.generate_exception_on(pstream::EofBit);
+        EXPECT_THROW(file.copy_from(named("d,T"), in, 100, flags), NonZeroPStreamState_Exception);
+        EXPECT_FALSE(file.exist(named("d,T")));
     }
     EXPECT_EQ(file.get_resource_block(named("a,T")).rawSize, static_cast<long>(stream.size()));
     // From the very stream of the file.
