@@ -20,8 +20,6 @@ namespace {
 
 constexpr char source[] = "tavlinbase/TavlinLibrary";
 
-GModuleDtor const g_shutDown([] { LibraryCatalogue::ShutDown(); });
-
 GResourceFullName fullNameOf(NameLinkID name) {
     GResourceFullName fullName;
     fullName.parse_readable_form(name.c_str());
@@ -132,11 +130,18 @@ void LibraryShelf::put(TRef<Object> const & object, NameLinkID name, unsigned lo
     resourceFile_->pack();
 }
 
+// What shelves need to close their files is made first, and so is there longer than they are.
+LibraryCatalogue::LibraryCatalogue() {
+    ResourceFile const file;
+    ResourceFile::GetCount();
+}
+
 // Never destroyed: bookmarks that end while the program does still ask it. The shelves are given
-// back by g_shutDown.
+// back before what they need goes.
 LibraryCatalogue & LibraryCatalogue::g_lcLibrary() {
     alignas(LibraryCatalogue) static std::byte place[sizeof(LibraryCatalogue)];
     static LibraryCatalogue & made = *new (place) LibraryCatalogue;
+    static GModuleDtor const shutDown(&LibraryCatalogue::ShutDown);
     return made;
 }
 

@@ -54,6 +54,7 @@ class ONDREL_API LibraryShelf : public RefCounter {
 /// The open shelves of the process. Not locked: it belongs to the thread of the game.
 class ONDREL_API LibraryCatalogue {
   public:
+    LibraryCatalogue();
     virtual ~LibraryCatalogue() = default;
 
     /// The shelf of `file`, opened at need. Names are compared byte by byte: two spellings are two

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -193,6 +194,20 @@ TEST_F(Catalogue, FileThatComesLaterIsOpenedThen) {
     TRef<LibraryShelf> const apart(new LibraryShelf(file()));
     apart->put(datum, "a,T", 0);
     EXPECT_EQ(valueOf(shelf()->get("a,T")), 4);
+}
+
+TEST_F(Catalogue, ShelfThatIsOpenAtTheEndOfTheProgramIsClosed) {
+    store("a,T", 1, IBookMark::Shared);
+    std::string const former = GTEST_FLAG_GET(death_test_style);
+    GTEST_FLAG_SET(death_test_style, "threadsafe"); // a process in which nothing was made before
+    EXPECT_EXIT(
+        {
+            shelf()->put(TRef<Object>(new Datum(2)), "b,T", IBookMark::Shared);
+            platform::removeFile(name_.c_str());
+            std::exit(0);
+        },
+        testing::ExitedWithCode(0), "");
+    GTEST_FLAG_SET(death_test_style, former);
 }
 
 TEST_F(Catalogue, LoadsThatHaveNoEndAreRefused) {
