@@ -163,7 +163,7 @@ void ResourceFileServer::take_directory(std::unique_ptr<GResourceDirectory> dire
         stream_->change_size(basePosition_ + end);
     }
     root_ = std::move(directory);
-    endPosition_ = end;
+    endPosition_ = committedEnd_ = end;
 }
 
 void ResourceFileServer::open_old_format_file(std::uint32_t directory) {

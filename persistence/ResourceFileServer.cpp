@@ -26,6 +26,21 @@ bool ResourceFileServer::isNameEquals(char const * name) const {
     return name && *name && !fileName_.isEmpty() && fileName_.compare(GetNameUsed(name)) == 0;
 }
 
+int ResourceFileServer::error() const {
+    GSingleLock const lock(lock_);
+    return stream_->rdstate();
+}
+
+bool ResourceFileServer::is_modified() const {
+    GSingleLock const lock(lock_);
+    return modified_;
+}
+
+void ResourceFileServer::mark_as_modified() {
+    GSingleLock const lock(lock_);
+    modified_ = true;
+}
+
 // Committing.
 
 // An error of an earlier operation stays with the device until it is started again, and would be
@@ -89,7 +104,7 @@ bool ResourceFileServer::commit() {
     stream_->flush();
     if (!stream_->good())
         return false;
-    endPosition_ = stream_->tellp() - basePosition_;
+    endPosition_ = committedEnd_ = stream_->tellp() - basePosition_;
     // Until then the old directory counts.
     if (header_ == Header::OldFormat && !write_header())
         return false;
@@ -102,8 +117,9 @@ bool ResourceFileServer::commit() {
 bool ResourceFileServer::ends_in_reach(long end, long more) {
     if (stream_->good() && end >= endPosition_ && end <= greatestPosition - more)
         return true;
-    if (end > greatestPosition - more)
-        stream_->change_size(basePosition_ + endPosition_);
+    // A position that does not fit into a long cannot be told.
+    if (end < endPosition_ || end > greatestPosition - more)
+        stream_->change_size(basePosition_ + std::max(endPosition_, committedEnd_));
     stream_->setstate(pstream::WriteFailedBit);
     return false;
 }

@@ -32,10 +32,10 @@ class ONDREL_API ResourceFileServer {
     /// The registered handles.
     TGCollection<ResourceFile> & clients() { return clients_; }
     /// The state of the stream.
-    int error() const { return stream_->rdstate(); }
+    int error() const;
     GIO::IOOpenMode io_mode() const { return stream_->io_mode(); }
-    bool is_modified() const { return modified_; }
-    void mark_as_modified() { modified_ = true; }
+    bool is_modified() const;
+    void mark_as_modified();
     /// Where the section begins in the file, and where in the section the next block goes.
     long base_position() const { return basePosition_; }
     long end_position() const { return endPosition_; }
@@ -148,6 +148,7 @@ class ONDREL_API ResourceFileServer {
     GFile fileName_;
     long basePosition_ = 0;
     long endPosition_ = 0;
+    long committedEnd_ = 0; // of the last trailer, as far as it is known
     TGCollection<ResourceFile> clients_{0, 2, 0};
     bool modified_ = false;
     bool used_ = false;
