@@ -1,6 +1,8 @@
 // The counter is the monotonic clock. The calendar works without the C library while a crash is
 // being reported: the difference to universal time is kept from the last ordinary call, and the
 // date is plain arithmetic.
+#define _FILE_OFFSET_BITS 64
+#define _TIME_BITS 64
 #include "platform/Clock.h"
 
 #include "platform/Crash.h"

@@ -1,6 +1,7 @@
 // Files, directories and disks by the calls of POSIX. There are no drives, unless a host shows its
 // own stores as such.
 #define _FILE_OFFSET_BITS 64
+#define _TIME_BITS 64
 #include "platform/FileSystem.h"
 #include "platform/posix/FileName.h"
 #include "platform/posix/Uninterrupted.h"

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <ctime>
 #include <set>
 #include <string>
 
@@ -95,7 +96,8 @@ TEST(FileFind, KnowsTheDaysOfTheCalendar) {
     TemporaryDirectory const directory;
     std::string const name = directory.put("file");
     using namespace std::chrono;
-    for (int day = -3000; day < 60000; day += 97) {
+    int const last = sizeof(std::time_t) < 8 ? 24000 : 60000; // as far as a test can set it
+    for (int day = -3000; day < last; day += 97) {
         sys_days const when{days(day)};
         std::filesystem::last_write_time(
             name, std::filesystem::file_time_type::clock::from_sys(sys_seconds(when)));

@@ -32,12 +32,15 @@ bool sameClass(unsigned a, unsigned b) {
 }
 
 /// How many blocks lie one behind the other at most, `size` apart. Sorts them; none may overlap.
-std::size_t longestRow(std::vector<char *> & blocks, std::ptrdiff_t size) {
+std::size_t longestRow(std::vector<char *> & blocks, std::uintptr_t size) {
     std::sort(blocks.begin(), blocks.end());
     std::size_t best = 1, row = 1;
     for (std::size_t i = 1; i < blocks.size(); ++i) {
-        EXPECT_GE(blocks[i] - blocks[i - 1], size);
-        row = blocks[i] - blocks[i - 1] == size ? row + 1 : 1;
+        // Two blocks may be further apart than half the address space.
+        auto const distance = reinterpret_cast<std::uintptr_t>(blocks[i]) -
+                              reinterpret_cast<std::uintptr_t>(blocks[i - 1]);
+        EXPECT_GE(distance, size);
+        row = distance == size ? row + 1 : 1;
         best = std::max(best, row);
     }
     return best;
