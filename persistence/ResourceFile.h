@@ -91,7 +91,7 @@ class ONDREL_API ResourceFile : public GStreamable {
     bool exist(GString const & name);
     /// Stores `object`, null allowed, in place of what has that name. With `keep` the object goes
     /// over to the file and `get` gives it back. False when it could not be written: what was
-    /// there in the file stays.
+    /// there in the file stays, and the object stays the caller's.
     bool put(GStreamable * object, GResourceFullName const & fullName, bool keep);
     bool put(GStreamable * object, GString const & name, GString const & type, bool keep);
     bool put(GStreamable * object, GString const & name, bool keep);

@@ -455,10 +455,10 @@ bool ResourceFileServer::put(GStreamable * object, GResourceFullName const & ful
             throw;
         }
         // An object that was got with `keep` stays with the item when it is put back without.
-        if (keep || object != item->object())
-            item->set_object(keep ? object : nullptr);
         if (!stored)
             forget_unwritten(fullName);
+        else if (keep || object != item->object())
+            item->set_object(keep ? object : nullptr);
     }
     tell(created, fullName);
     if (stored) {

@@ -141,6 +141,20 @@ TEST_F(ResourceFileCrash, WhatFailedOnAFullDiskIsCommittedWhenThereIsRoomAgain) 
     }
 }
 
+TEST_F(ResourceFileCrash, AnObjectThatCouldNotBePutStaysTheCallers) {
+    ResourceFile file(fileName().c_str(), GIO::WriteMode);
+    auto * const kept = new Blob("kept");
+    ASSERT_TRUE(file.put(kept, named("a,T"), true));
+    Blob refused(noise(100, 1));
+    disk::fillAfter(0);
+    EXPECT_FALSE(file.put(&refused, named("a,T"), true));
+    EXPECT_FALSE(file.put(&refused, named("b,T"), true));
+    EXPECT_FALSE(file.put(&refused, named("a,T"), false));
+    disk::heal();
+    EXPECT_EQ(file.get(named("a,T"), true), kept) << "what was there is there";
+    EXPECT_FALSE(file.exist(named("b,T")));
+}
+
 /// A failed operation changes nothing, and does not harm what follows.
 TEST_F(ResourceFileCrash, ASingleFailedWrite) {
     // Ends with the commit behind the failure, so that nothing later mends it but the closing.
