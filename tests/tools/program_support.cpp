@@ -71,6 +71,14 @@ Outcome runProgram(TemporaryDirectory const & directory, std::vector<std::string
     return run;
 }
 
+bool terminalsExist() {
+    int ours = -1, theirs = -1;
+    if (openpty(&ours, &theirs, nullptr, nullptr, nullptr) != 0)
+        return false;
+    Descriptor const first(ours), second(theirs);
+    return true;
+}
+
 Outcome runOnTerminal(TemporaryDirectory const & directory,
                       std::vector<std::string> const & arguments) {
     Outcome run;

@@ -15,6 +15,8 @@ struct Outcome {
 Outcome runProgram(TemporaryDirectory const & directory, std::vector<std::string> const & arguments,
                    std::string const & input = "");
 
+/// False where the system has no pseudo-terminals to give, as in a bare container.
+bool terminalsExist();
 /// The same with standard error on a terminal; what the terminal got is in `err`.
 Outcome runOnTerminal(TemporaryDirectory const & directory,
                       std::vector<std::string> const & arguments);
