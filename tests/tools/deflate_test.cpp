@@ -147,7 +147,7 @@ TEST(Deflate, ShowsABarForLargeFilesOnATerminalOnly) {
     Outcome const shown = runOnTerminal(directory, {"deflate", "large"});
     EXPECT_EQ(shown.status, 0);
     EXPECT_NE(shown.err.find("large ["), std::string::npos) << shown.err; // however fast it was
-    EXPECT_EQ(shown.err.substr(shown.err.size() - 4), "\r\x1b[K"); // it goes in the end
+    EXPECT_EQ(shown.err.substr(shown.err.size() - 4), "\r\x1b[K");        // it goes in the end
     EXPECT_EQ(runOnTerminal(directory, {"deflate", "small"}).err, "");
     EXPECT_EQ(runProgram(directory, {"inflate", "large.flate", "-f"}).err, "");
 }
