@@ -25,6 +25,10 @@ ONDREL_API void closeFile(FileHandle file);
 /// could be done.
 ONDREL_API long readFile(FileHandle file, void * data, long count);
 ONDREL_API long writeFile(FileHandle file, void const * data, long count);
+/// The same at `position`, for files that can be sought in. Where the handle's own position is
+/// afterwards is up to the system.
+ONDREL_API long readFileAt(FileHandle file, std::int64_t position, void * data, long count);
+ONDREL_API long writeFileAt(FileHandle file, std::int64_t position, void const * data, long count);
 /// The new position from the start; -1 on failure.
 ONDREL_API std::int64_t seekFile(FileHandle file, std::int64_t offset, FileSeek from);
 /// Cuts or lengthens the file to `size` bytes.

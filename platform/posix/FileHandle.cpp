@@ -121,6 +121,20 @@ long writeFile(FileHandle file, void const * data, long count) {
         [file](char const * from, std::size_t n) { return ::write(descriptor(file), from, n); });
 }
 
+long readFileAt(FileHandle file, std::int64_t position, void * data, long count) {
+    auto * const begin = static_cast<char *>(data);
+    return transferAll(begin, count, [=](char * to, std::size_t n) {
+        return ::pread(descriptor(file), to, n, static_cast<off_t>(position + (to - begin)));
+    });
+}
+
+long writeFileAt(FileHandle file, std::int64_t position, void const * data, long count) {
+    auto const * const begin = static_cast<char const *>(data);
+    return transferAll(begin, count, [=](char const * from, std::size_t n) {
+        return ::pwrite(descriptor(file), from, n, static_cast<off_t>(position + (from - begin)));
+    });
+}
+
 std::int64_t seekFile(FileHandle file, std::int64_t offset, FileSeek from) {
     int const whence = from == FileSeek::Start ? SEEK_SET
                        : from == FileSeek::End ? SEEK_END

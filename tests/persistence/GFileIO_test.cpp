@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <limits>
 #include <random>
 #include <string>
 
@@ -160,6 +161,42 @@ TEST(GFileIO, ContentFollowsAPlainModel) {
     EXPECT_FALSE(file.change_size(-1));
     file.close();
     EXPECT_EQ(directory.content("file"), model);
+}
+
+TEST(GFileIO, StandsWhereItsHandleStands) {
+    TemporaryDirectory const directory;
+    GFileIO file(directory.put("file", "0123456789").c_str(), GIO::ReadWriteMode,
+                 GFileIO::ExistingOnly, GFileIO::ShareNone);
+    char byte = 0;
+    EXPECT_EQ(file.gseek(3, GIO::FromStart), 3);
+    platform::FileHandle const handle = file.handle();
+    EXPECT_EQ(platform::readFile(handle, &byte, 1), 1);
+    EXPECT_EQ(byte, '3') << "the handle is where the device was brought";
+    EXPECT_EQ(file.gtell(), 4);
+    EXPECT_EQ(platform::seekFile(handle, 8, platform::FileSeek::Start), 8);
+    EXPECT_EQ(file.gread(&byte, 1), 1);
+    EXPECT_EQ(byte, '8');
+    EXPECT_EQ(file.gseek(-7, GIO::FromCurrent), 2);
+    EXPECT_EQ(file.gwrite("X", 1), 1);
+    EXPECT_EQ(platform::readFile(handle, &byte, 1), 1);
+    EXPECT_EQ(byte, '3');
+    file.close();
+    EXPECT_EQ(directory.content("file"), "01X3456789");
+}
+
+TEST(GFileIO, ReachesAsFarAsTheSystem) {
+    TemporaryDirectory const directory;
+    std::string const name = directory.put("file", "abc");
+    GFileIO file(name.c_str(), GIO::ReadMode, GFileIO::ExistingOnly, GFileIO::ShareRead);
+    GFileIO asked(name.c_str(), GIO::ReadMode, GFileIO::ExistingOnly, GFileIO::ShareRead);
+    asked.handle();
+    constexpr long most = std::numeric_limits<long>::max();
+    for (long const step : {2L, 1L << 30, -(1L << 30), most, most, -most, -1L, 5L}) {
+        for (auto const from : {GIO::FromStart, GIO::FromCurrent, GIO::FromEnd}) {
+            EXPECT_EQ(file.gseek(step, from), asked.gseek(step, from)) << step << ' ' << from;
+            EXPECT_EQ(file.gtell(), asked.gtell());
+        }
+    }
 }
 
 } // namespace

@@ -42,16 +42,18 @@ long disk::bytes() {
     return g_bytes;
 }
 
-extern "C" ssize_t write(int file, void const * data, size_t count) {
-    if (file <= 2)
-        return ::syscall(SYS_write, file, data, count);
+namespace {
+
+/// `writeTo` writes so many of the first bytes.
+template <class Write>
+ssize_t writeSome(size_t count, Write writeTo) {
     long const call = g_calls++;
     bool const hit = call == g_failing || call == g_killing;
     if (hit)
         count = g_half ? count / 2 : 0;
     if (g_room >= 0)
         count = std::min(count, static_cast<size_t>(g_room));
-    ssize_t const done = count > 0 ? ::syscall(SYS_write, file, data, count) : 0;
+    ssize_t const done = count > 0 ? writeTo(count) : 0;
     if (done > 0) {
         g_bytes += done;
         g_room = g_room >= 0 ? g_room - done : g_room;
@@ -67,4 +69,23 @@ extern "C" ssize_t write(int file, void const * data, size_t count) {
         return -1;
     }
     return done;
+}
+
+} // namespace
+
+extern "C" ssize_t write(int file, void const * data, size_t count) {
+    if (file <= 2)
+        return ::syscall(SYS_write, file, data, count);
+    return writeSome(count, [&](size_t some) { return ::syscall(SYS_write, file, data, some); });
+}
+
+extern "C" ssize_t pwrite64(int file, void const * data, size_t count, off64_t position) {
+    return writeSome(count, [&](size_t some) {
+        // Not by the number of pwrite64, which takes a position in two words on some systems.
+        off64_t const before = ::lseek64(file, 0, SEEK_CUR);
+        ::lseek64(file, position, SEEK_SET);
+        ssize_t const done = ::syscall(SYS_write, file, data, some);
+        ::lseek64(file, before, SEEK_SET);
+        return done;
+    });
 }

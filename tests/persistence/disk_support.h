@@ -1,4 +1,4 @@
-// A disk that fails: stands between the library and the system's `write`, for files other than the
+// A disk that fails: stands between the library and the system's writes, for files other than the
 // three standard ones.
 #pragma once
 
