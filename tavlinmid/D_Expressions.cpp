@@ -1,6 +1,7 @@
 // Evaluation of the expression nodes other than the binary ones.
 #include "tavlinmid/D_Expressions.h"
 
+#include "tavlinbase/CallDepth.h"
 #include "tavlinbase/DispatcherTextIO.h"
 #include "tavlinbase/TavlinTime.h"
 #include "tavlinbase/VRefArray.h"
@@ -37,38 +38,6 @@ bool quickValueOf(_Variable const & variable, QuickValue & value) {
     value = {kind, variable.asINT()};
     return true;
 }
-
-/// Bounds how far calls between scripts may nest, by the stack that they use: a script that calls
-/// itself without end must not take the process with it. The outermost call on a thread marks
-/// the place.
-class CallDepth {
-  public:
-    CallDepth() : outermost_(g_base == 0) {
-        if (outermost_)
-            g_base = here();
-    }
-    ~CallDepth() {
-        if (outermost_)
-            g_base = 0;
-    }
-    CallDepth(CallDepth const &) = delete;
-    CallDepth & operator=(CallDepth const &) = delete;
-
-    bool tooDeep() const {
-        std::uintptr_t const now = here();
-        return (now < g_base ? g_base - now : now - g_base) > limit;
-    }
-
-  private:
-    static constexpr std::uintptr_t limit = 1u << 20;
-    static thread_local constinit std::uintptr_t g_base;
-    static std::uintptr_t here() {
-        return reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
-    }
-    bool outermost_;
-};
-
-thread_local constinit std::uintptr_t CallDepth::g_base = 0;
 
 /// The array that a value holds; null when it is none that can be written.
 WritableVRefArray * arrayOf(VariableRef const & value) {
