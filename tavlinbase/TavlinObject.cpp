@@ -327,15 +327,18 @@ RefCounter * Object::registerCreated() {
     return reg();
 }
 
-int UniqueObject::compare(Object const & other) const {
-    auto const distance = reinterpret_cast<char const *>(static_cast<Object const *>(this)) -
-                          reinterpret_cast<char const *>(&other);
-    if (distance == 0)
+int Object::Distance(void const * a, void const * b, std::size_t size) {
+    auto const bytes = static_cast<char const *>(a) - static_cast<char const *>(b);
+    if (bytes == 0)
         return 0;
     // Two objects are never nearer than their size; the sign is kept whatever the division gives.
-    auto const objects = distance / std::ptrdiff_t(sizeof(UniqueObject));
-    auto const cut = std::clamp<std::ptrdiff_t>(objects, -0x7FFFFFFF, 0x7FFFFFFF);
-    return cut != 0 ? int(cut) : distance < 0 ? -1 : 1;
+    auto const things = bytes / std::ptrdiff_t(size);
+    auto const cut = std::clamp<std::ptrdiff_t>(things, -0x7FFFFFFF, 0x7FFFFFFF);
+    return cut != 0 ? int(cut) : bytes < 0 ? -1 : 1;
+}
+
+int UniqueObject::compare(Object const & other) const {
+    return Distance(static_cast<Object const *>(this), &other, sizeof(UniqueObject));
 }
 
 bool UniqueObject::needToCompare() const {

@@ -9,6 +9,7 @@
 #include "tavlinbase/Notifyer.h"
 
 #include <atomic>
+#include <cstddef>
 #include <vector>
 
 namespace Tavlin {
@@ -67,6 +68,9 @@ class ONDREL_API Object : public virtual RefCounter {
     /// Takes the object out; raises Error when its class has no set.
     void unreg();
     RefCounter * registerCreated() override;
+    /// How far `a` stands behind `b`, in things of `size` bytes; 0 only for the same address. The
+    /// comparison of objects that are equal to no other.
+    static int Distance(void const * a, void const * b, std::size_t size);
 
   private:
     friend class AUnknown;
