@@ -77,6 +77,8 @@
 #include "tavlinbase/IDispatcherImpl.h"
 #include "tavlinbase/INamedObject.h"
 #include "tavlinbase/IObjectContainer.h"
+#include "tavlinbase/Instruction.h"
+#include "tavlinbase/InstructionList.h"
 #include "tavlinbase/InterfaceIterator.h"
 #include "tavlinbase/LibraryCatalogue.h"
 #include "tavlinbase/NameLink.h"
