@@ -110,4 +110,7 @@
 #include "tavlinmid/TavlinDOperator.h"
 #include "tavlinmid/TextDictionary.h"
 
+#include "kvt_grph/AbstractImage.h"
+#include "kvt_grph/Colors.h"
+#include "kvt_grph/GPalette.h"
 #include "kvt_grph/GRegion.h"

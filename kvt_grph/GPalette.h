@@ -11,6 +11,10 @@
 #include <cstdint>
 #include <memory>
 
+namespace ondrel_detail {
+class NearestColors;
+}
+
 class ONDREL_API GPalette : public GStreamable, public AbstractImage {
     G_DECLARE_CREATABLE(GPalette)
   public:
@@ -91,12 +95,11 @@ class ONDREL_API GPalette : public GStreamable, public AbstractImage {
                                      unsigned char * table);
 
   private:
-    struct NearestColors; // the remembered answers
     void changed();
 
     unsigned char first_ = 0;
     std::uint16_t count_ = 0;
     PALETTEENTRY entries_[256] = {};
     mutable HPALETTE handle_ = nullptr;
-    mutable std::unique_ptr<NearestColors> nearest_;
+    mutable std::unique_ptr<ondrel_detail::NearestColors> nearest_; // null before the first search
 };
