@@ -90,6 +90,7 @@
 #include "tavlinbase/TavlinLibrary.h"
 #include "tavlinbase/TavlinObject.h"
 #include "tavlinbase/TavlinParser.h"
+#include "tavlinbase/TavlinProcedureInstruction.h"
 #include "tavlinbase/TavlinSceneObject.h"
 #include "tavlinbase/TavlinThreads.h"
 #include "tavlinbase/TavlinTime.h"

@@ -122,15 +122,17 @@ class ONDREL_API IInstructionList : public IInstructionVector {
     int insertAfterFlag(TRef<Instruction> const & instruction, unsigned long mask, bool moveFlag);
     int insertBeforeFlag(TRef<Instruction> const & instruction, unsigned long mask, bool moveFlag);
 
+  protected:
+    /// A stream attaches without asking; an interface of something else has this list, which is
+    /// never run.
+    TRefVector<Instruction> strays_;
+
   private:
     int scopeFrom(int start) const;
     int insertAtFlag(TRef<Instruction> const & instruction, unsigned long mask, bool moveFlag,
                      int offset);
 
     mutable int scope_ = -1;
-    // A stream attaches without asking; an interface of something else has this list, which is
-    // never run.
-    TRefVector<Instruction> strays_;
 };
 
 template <class Test>
