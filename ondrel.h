@@ -109,6 +109,7 @@
 #include "tavlinmid/PlayerDB.h"
 #include "tavlinmid/TavlinAgentManager.h"
 #include "tavlinmid/TavlinDOperator.h"
+#include "tavlinmid/TavlinObjectModifier.h"
 #include "tavlinmid/TextDictionary.h"
 
 #include "kvt_grph/AbstractImage.h"
