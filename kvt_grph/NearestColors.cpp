@@ -1,6 +1,7 @@
 // Plain search, search within a cell, and what is written down for a cell.
 #include "kvt_grph/NearestColors.h"
 
+#include <algorithm>
 #include <climits>
 
 namespace ondrel_detail {
@@ -63,17 +64,13 @@ unsigned char NearestColors::searchCell(RGB_Color color, PALETTEENTRY const * en
     Cell & cell = cells_[static_cast<std::size_t>((red << cellBits | green) << cellBits | blue)];
     if (cell.count == 0)
         fill(cell, red << shift, green << shift, blue << shift, entries, count);
-    unsigned char const * const candidates = candidates_.data() + cell.begin;
-    unsigned char nearest = candidates[0];
-    int least = distance(entries[nearest], color.red, color.green, color.blue);
-    for (std::uint32_t i = 1; i < cell.count; ++i) {
-        int const d = distance(entries[candidates[i]], color.red, color.green, color.blue);
-        if (d < least) {
-            least = d;
-            nearest = candidates[i];
-        }
-    }
-    return nearest;
+    // Distance and index in one number: the least one is the answer, and no branch is guessed.
+    int least = INT_MAX;
+    PALETTEENTRY const * const candidates = candidates_.data() + cell.begin;
+    for (std::uint32_t i = 0; i < cell.count; ++i)
+        least = std::min(least, distance(candidates[i], color.red, color.green, color.blue) << 8 |
+                                    candidates[i].peFlags);
+    return static_cast<unsigned char>(least);
 }
 
 void NearestColors::fill(Cell & cell, int red, int green, int blue, PALETTEENTRY const * entries,
@@ -90,7 +87,8 @@ void NearestColors::fill(Cell & cell, int red, int green, int blue, PALETTEENTRY
                          advantage(entry.peBlue, best.peBlue, blue, blue + last);
         // At an equal distance the lower index wins.
         if (most > 0 || i == middle || (most == 0 && i < middle))
-            candidates_.push_back(static_cast<unsigned char>(i));
+            candidates_.push_back(
+                {entry.peRed, entry.peGreen, entry.peBlue, static_cast<unsigned char>(i)});
     }
     cell.count = static_cast<std::uint32_t>(candidates_.size()) - cell.begin;
 }

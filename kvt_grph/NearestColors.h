@@ -61,7 +61,7 @@ class NearestColors {
     int plainSearches_ = 0;
     std::array<std::uint32_t, 1u << answerBits> answers_; // the colour, and the index below it
     std::array<Cell, 1 << 3 * cellBits> cells_;
-    std::vector<unsigned char> candidates_; // of each cell, in rising order
+    std::vector<PALETTEENTRY> candidates_; // of each cell, with the index in place of the flags
 };
 
 } // namespace ondrel_detail
