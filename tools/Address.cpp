@@ -41,6 +41,20 @@ int digit(char c) {
 }
 
 GString decoded(std::string_view text) {
+    return GString(decodedAddress(text).c_str());
+}
+
+/// Appends what stands in front of the last separator, and takes it from `rest`.
+void takePath(std::string_view & rest, GResourcePath & path) {
+    for (std::size_t end; (end = rest.find_first_of(separators)) != rest.npos;) {
+        path += decoded(rest.substr(0, end));
+        rest.remove_prefix(end + 1);
+    }
+}
+
+} // namespace
+
+std::string decodedAddress(std::string_view text) {
     std::string result;
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (text[i] != '%') {
@@ -54,18 +68,8 @@ GString decoded(std::string_view text) {
         result += static_cast<char>(high * 16 + low);
         i += 2;
     }
-    return GString(result.c_str());
+    return result;
 }
-
-/// Appends what stands in front of the last separator, and takes it from `rest`.
-void takePath(std::string_view & rest, GResourcePath & path) {
-    for (std::size_t end; (end = rest.find_first_of(separators)) != rest.npos;) {
-        path += decoded(rest.substr(0, end));
-        rest.remove_prefix(end + 1);
-    }
-}
-
-} // namespace
 
 std::string addressOf(GResourceFullName const & name) {
     std::string result;

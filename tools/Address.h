@@ -7,8 +7,12 @@
 #include "persistence/GResourcePath.h"
 
 #include <string>
+#include <string_view>
 
 namespace tool {
+
+/// The text with its escapes as the bytes that they stand for; throws Failure when one is broken.
+std::string decodedAddress(std::string_view text);
 
 std::string addressOf(GResourceFullName const & name);
 bool isDirectoryAddress(std::string const & address);

@@ -36,6 +36,7 @@ class Failure : public std::runtime_error {
 
 /// Each family of subcommands adds itself.
 void addDeflate(CLI::App & program);
+void addIni(CLI::App & program);
 /// `status` gets the exit status of a command that ends in another than 0 without a message.
 void addPack(CLI::App & program, int & status);
 
