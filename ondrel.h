@@ -116,3 +116,4 @@
 #include "kvt_grph/Colors.h"
 #include "kvt_grph/GPalette.h"
 #include "kvt_grph/GRegion.h"
+#include "kvt_grph/PixelMap.h"

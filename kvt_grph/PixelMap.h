@@ -34,20 +34,22 @@ class ONDREL_API PixelMap : public GStreamable, public AbstractImage {
   public:
     using SavingFunction = void (PixelMap::*)(opstream &) const;
 
-    /// Pixels start with no particular value. A size below 1, or one of 2 GB and more, or
-    /// FormatNone, makes an empty map that only knows its format.
+    /// All bytes start as 0. A size below 1, one that there is no memory for or that takes 2 GB or
+    /// more with the table of rows, or FormatNone, makes an empty map that only knows its format.
     PixelMap(int width, int height, MapFormat format);
     PixelMap(int width, int height, MapFormat format, GPalette const * palette);
     PixelMap(PixelMap const & other);
     /// An image file in the given format: see load.
     PixelMap(char const * file, MapFormat format);
     PixelMap(ipstream & in, MapFormat format);
+    /// Empty, for a following read.
+    explicit PixelMap(StreamableInit);
     ~PixelMap() override;
-    /// Takes over the pixels of a map of the same size; of another size, nothing.
+    /// Puts the pixels of a map of the same size; of another size, nothing.
     PixelMap & operator=(PixelMap const & other);
     void copy(PixelMap const & other);
     /// A copy that belongs to the caller.
-    PixelMap * clone() const;
+    PixelMap * clone() override;
 
     int get_width() const override { return width_; }
     int get_height() const override { return height_; }
@@ -59,7 +61,8 @@ class ONDREL_API PixelMap : public GStreamable, public AbstractImage {
     long get_size() const { return size_; }
     bool is_plain_memory() const { return plainMemory_; }
 
-    /// Drop the pixels and start with a new buffer when anything changes; nothing is converted.
+    /// Drop the pixels and start with a blank buffer when anything changes; nothing is converted.
+    /// A palette stays only with pixels in FormatIndex.
     void set_format(MapFormat format);
     void resize(int width, int height);
     /// Only for the format FormatIndex to the letter, with nothing added; otherwise, and for null,
@@ -74,7 +77,10 @@ class ONDREL_API PixelMap : public GStreamable, public AbstractImage {
         return y >= 0 && y < height_ ? rows_[y] : nullptr;
     }
     /// To be called after writing through an address: forgets what was derived from the pixels.
-    void image_modified();
+    void image_modified() {
+        if (bitmap_ && plainMemory_)
+            dropBitmap();
+    }
 
     /// Alpha is 0 where the format has none. An index without a palette is black.
     RGB_Color get_pixel(int x, int y) const;
@@ -127,8 +133,9 @@ class ONDREL_API PixelMap : public GStreamable, public AbstractImage {
     void put_hline(RGB_Color const * pixels, int x, int y, int count, RGB_Color key);
     void put_hline(RGBA_Color const * pixels, int x, int y, int count, RGB_Color key);
 
-    /// Puts a map, or a part of it, so that its left top corner comes to (x, y). Indices are put as
-    /// they are, whatever the palettes, and only into FormatIndex. `key` is a colour that is left
+    /// Puts a map, or a part of it cut to the map, so that its left top corner comes to (x, y). A
+    /// map may be put into itself: what is put are the pixels before. Indices are put as they are,
+    /// whatever the palettes, and only into FormatIndex. `key` is a colour that is left
     /// out; for indices, that of their slot in the palette of the source.
     void put_map(int x, int y, PixelMap const & source);
     void put_map(int x, int y, PixelMap const & source, GRect const & part);
@@ -162,15 +169,14 @@ class ONDREL_API PixelMap : public GStreamable, public AbstractImage {
     static GObjectPixelMapFormat & PixelMapFormat();
 
     /// As an object in a stream a map is its format and its palette; pixels travel in image files.
+    /// `read` takes one byte more than `write` puts, so that whoever streams a map puts a byte
+    /// behind it; within the frame of an object there is none.
     void read(ipstream & in) override;
     void write(opstream & out) override;
 
     void start_read(MapFormat format, int width, int height, GPalette const * palette) override;
     void set_color_line(int x, int y, int count, unsigned char * pixels) override;
     void get_color_line(int x, int y, int count, unsigned char * pixels) const override;
-
-  protected:
-    explicit PixelMap(StreamableInit);
 
   private:
     RGBA_Color & rgba(int x, int y) const { return reinterpret_cast<RGBA_Color *>(rows_[y])[x]; }
@@ -180,6 +186,9 @@ class ONDREL_API PixelMap : public GStreamable, public AbstractImage {
     /// Null for the palette keeps the present one.
     void init(int width, int height, MapFormat format, GPalette const * palette);
     void done();
+    bool makePixels();
+    void freePixels();
+    void dropBitmap();
 
     unsigned char * pixels_ = nullptr;
     std::unique_ptr<unsigned char *[]> rows_; // height_ of them, the top one first
