@@ -113,6 +113,7 @@
 #include "tavlinmid/TextDictionary.h"
 
 #include "kvt_grph/AbstractImage.h"
+#include "kvt_grph/ColorCollection.h"
 #include "kvt_grph/Colors.h"
 #include "kvt_grph/GPalette.h"
 #include "kvt_grph/GRegion.h"
