@@ -5,6 +5,7 @@
 #include "persistence/GResourcePath.h"
 #include "persistence/pstream.h"
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 
@@ -52,8 +53,59 @@ void settle(GSortedCollection & collection) {
 
 // Items.
 
+/// Memory for items that are read together, each with its name behind it: a large directory costs
+/// few allocations. All of them stay in one tree, so the count needs no lock of its own.
+class ResourceItem::Row {
+  public:
+    static Row * Make(std::size_t size) { return ::new (::operator new(size)) Row(size); }
+
+    /// Null when there is no room left.
+    ResourceItem * add(GString const & name) {
+        std::size_t const length = name.length() + std::size_t{1};
+        std::size_t const begin =
+            (used_ + alignof(ResourceItem) - 1) & ~(alignof(ResourceItem) - 1);
+        if (size_ < begin + sizeof(ResourceItem) || size_ - begin - sizeof(ResourceItem) < length)
+            return nullptr;
+        char * const at = reinterpret_cast<char *>(this) + begin;
+        char * const text = at + sizeof(ResourceItem);
+        std::memcpy(text, name.c_str(), length);
+        used_ = begin + sizeof(ResourceItem) + length;
+        ++users_;
+        return ::new (at) ResourceItem(this, text);
+    }
+    void leave() {
+        if (--users_ == 0)
+            ::operator delete(this);
+    }
+
+  private:
+    explicit Row(std::size_t size) : size_(size) {}
+
+    std::size_t size_;
+    std::size_t used_ = sizeof(Row);
+    std::size_t users_ = 1; // its items, and who fills it
+};
+
 ResourceItem::~ResourceItem() {
     GStreamable::Destroy(object_);
+}
+
+void ResourceItem::operator delete(ResourceItem * item, std::destroying_delete_t) {
+    Row * const row = item->row_;
+    item->~ResourceItem();
+    if (row)
+        row->leave();
+    else
+        ::operator delete(item);
+}
+
+GString ResourceItem::key() const {
+    return text_ == key_.c_str() ? key_ : GString(text_);
+}
+
+void ResourceItem::set_key(GString const & key) {
+    key_ = key;
+    text_ = key_.c_str();
 }
 
 void ResourceItem::set_object(GStreamable * object) {
@@ -63,6 +115,46 @@ void ResourceItem::set_object(GStreamable * object) {
     object_ = object;
     GStreamable::Destroy(former);
 }
+
+/// Makes the items of one collection while it is read. The rows grow with what has arrived.
+class ResourceCollection::Reading {
+  public:
+    explicit Reading(ResourceCollection & items) : items_(items) { items_.reading_ = this; }
+    ~Reading() {
+        items_.reading_ = nullptr;
+        if (row_)
+            row_->leave();
+    }
+    Reading(Reading const &) = delete;
+    Reading & operator=(Reading const &) = delete;
+
+    /// The name of the next item, in one place for all of them.
+    GString & name() { return name_; }
+    ResourceItem * make() {
+        if (name_.length() > longestName)
+            return new ResourceItem(name_);
+        ResourceItem * item = row_ ? row_->add(name_) : nullptr;
+        if (item)
+            return item;
+        if (row_)
+            row_->leave();
+        row_ = nullptr;
+        row_ = ResourceItem::Row::Make(size_);
+        size_ = std::min(2 * size_, largestRow);
+        return row_->add(name_);
+    }
+
+  private:
+    static constexpr std::size_t longestName = 63;
+    static constexpr std::size_t firstRow = 192;
+    static constexpr std::size_t largestRow = 32768;
+    static_assert(sizeof(ResourceItem::Row) + sizeof(ResourceItem) + longestName + 1 <= firstRow);
+
+    ResourceCollection & items_;
+    ResourceItem::Row * row_ = nullptr;
+    std::size_t size_ = firstRow;
+    GString name_;
+};
 
 ResourceCollection::~ResourceCollection() {
     free_all();
@@ -74,7 +166,7 @@ ResourceItem * ResourceCollection::find(char const * key) const {
 }
 
 void const * ResourceCollection::keyOf(void const * item) const {
-    return static_cast<ResourceItem const *>(item)->key().c_str();
+    return static_cast<ResourceItem const *>(item)->name();
 }
 
 int ResourceCollection::compare(void const * a, void const * b) const {
@@ -82,7 +174,10 @@ int ResourceCollection::compare(void const * a, void const * b) const {
 }
 
 void ResourceCollection::read(ipstream & in) {
-    GSortedCollection::read(in);
+    {
+        Reading const reading(*this);
+        GSortedCollection::read(in);
+    }
     settle(*this);
 }
 
@@ -102,18 +197,21 @@ void ResourceCollection::write(opstream & out) {
 
 void * ResourceCollection::write_item(void * item, opstream & out) {
     auto const & resource = *static_cast<ResourceItem const *>(item);
-    out << resource.key() << static_cast<int>(0u - static_cast<std::uint32_t>(resource.offset))
-        << version << resource.size << resource.rawSize
+    out.writeString(resource.name());
+    out << static_cast<int>(0u - static_cast<std::uint32_t>(resource.offset)) << version
+        << resource.size << resource.rawSize
         << static_cast<unsigned char>(resource.compressed != 0);
     return item;
 }
 
 void * ResourceCollection::read_item(ipstream & in) {
-    auto item = std::make_unique<ResourceItem>();
-    GString key;
+    if (!reading_) { // somebody calls the reading of the base class
+        Reading const reading(*this);
+        return ResourceCollection::read_item(in);
+    }
     int first = 0, second = 0;
-    in >> key >> first;
-    item->set_key(key);
+    in >> reading_->name() >> first;
+    std::unique_ptr<ResourceItem> item(reading_->make());
     if (first < 0) {
         in.readByte();
         item->offset = static_cast<int>(0u - static_cast<std::uint32_t>(first));

@@ -8,6 +8,7 @@
 #include "foundation/GString.h"
 
 #include <cstdint>
+#include <new>
 
 class GResourceDirectoryList;
 class GResourcePath;
@@ -27,15 +28,19 @@ struct ResourceFileBlock {
 class ONDREL_API ResourceItem : public ResourceFileBlock {
   public:
     ResourceItem() = default;
-    explicit ResourceItem(GString const & key) : key_(key) {}
+    explicit ResourceItem(GString const & key) : key_(key), text_(key_.c_str()) {}
     /// Destroys the object.
     ~ResourceItem();
+    /// Items that were read together have their memory together; it goes with the last of them.
+    static void operator delete(ResourceItem * item, std::destroying_delete_t);
     ResourceItem(ResourceItem const &) = delete;
     ResourceItem & operator=(ResourceItem const &) = delete;
 
     /// The resource name. Who changes it sees to the order of the collection.
-    GString const & key() const { return key_; }
-    void set_key(GString const & key) { key_ = key; }
+    GString key() const;
+    /// Its text.
+    char const * name() const { return text_; }
+    void set_key(GString const & key);
     /// The loaded object, which the item owns; null when there is none.
     GStreamable * object() const { return object_; }
     /// Destroys the former object, unless it is this one.
@@ -44,8 +49,14 @@ class ONDREL_API ResourceItem : public ResourceFileBlock {
     bool hasBlock() const { return offset != 0; }
 
   private:
-    GString key_;
+    friend class ResourceCollection;
+    class Row;
+    ResourceItem(Row * row, char const * text) : text_(text), row_(row) {}
+
+    GString key_; // unless the text stands in the row
+    char const * text_ = key_.c_str();
     GStreamable * object_ = nullptr;
+    Row * row_ = nullptr; // where the item lies; null when it has memory of its own
 };
 
 /// The items of one type, by name in byte order.
@@ -67,6 +78,10 @@ class ONDREL_API ResourceCollection : public TGSortedCollection<ResourceItem> {
   protected:
     void * write_item(void * item, opstream & out) override;
     void * read_item(ipstream & in) override;
+
+  private:
+    class Reading;
+    Reading * reading_ = nullptr; // while a stream is being read
 };
 
 /// A type of a directory.

@@ -175,6 +175,48 @@ TEST_F(GResourceDirectoryTest, APartThatBelongsToAnotherIsRefusedAndNothingIsLef
     }
 }
 
+TEST_F(GResourceDirectoryTest, ItemsThatWereReadTogetherEndOneByOne) {
+    auto const nameOf = [](long i) { return GString(char('a' + i % 26), unsigned(i % 90)); };
+    constexpr long count = 2000;
+    Memory memory;
+    {
+        ResourceCollection written;
+        written.setDuplicates(1);
+        for (long i = 0; i < count; ++i) {
+            auto * const item = new ResourceItem(nameOf(i));
+            item->offset = static_cast<std::int32_t>(i + 1);
+            written.insert(item);
+        }
+        memory->writeStreamable(written);
+    }
+    memory->seekg(0);
+    ResourceCollection kept;
+    kept.setDuplicates(1);
+    {
+        ResourceCollection read;
+        memory->readStreamable(read);
+        ASSERT_EQ(read.getCount(), count);
+        for (long i = count - 1; i >= 0; --i) {
+            ResourceItem * const item = read.at(i);
+            ASSERT_EQ(item->key().compare(nameOf(item->offset - 1)), 0);
+            if (item->offset % 7 == 0) {
+                read.at_remove(i);
+                if (item->offset % 2 == 0)
+                    item->set_key(GString("renamed"));
+                kept.insert(item);
+            } else if (item->offset % 3 == 0) {
+                read.at_free(i);
+            }
+        }
+    }
+    ASSERT_EQ(kept.getCount(), count / 7);
+    for (long i = 0; i < kept.getCount(); ++i) {
+        ResourceItem const & item = *kept.at(i);
+        EXPECT_STREQ(item.name(),
+                     item.offset % 2 == 0 ? "renamed" : nameOf(item.offset - 1).c_str());
+    }
+}
+
 TEST_F(GResourceDirectoryTest, AnItemEndsItsObject) {
     {
         ResourceItem item("k");
