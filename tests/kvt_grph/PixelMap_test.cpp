@@ -171,6 +171,19 @@ TEST(PixelMapTest, fillsTakeThePaddingOnlyWhereBytesAreEqual) {
     EXPECT_EQ(indexed.get_pixels_address()[3], 1);
 }
 
+TEST(PixelMapTest, longRunsAreFilledToTheEnd) {
+    for (AbstractImage::MapFormat format : {rgb24, rgba32}) {
+        PixelMap map(9003, 1, format);
+        map.hline(1, 0, 9001, red, 0);
+        EXPECT_EQ(map.get_pixel(0, 0), black);
+        EXPECT_EQ(map.get_pixel(9002, 0), black);
+        int missed = 0;
+        for (int x = 1; x <= 9001; ++x)
+            missed += map.get_rgba(x, 0) == RGBA_Color(red) ? 0 : 1;
+        EXPECT_EQ(missed, 0);
+    }
+}
+
 TEST(PixelMapTest, linesOfAnImageMoveWithoutConversion) {
     PixelMap map(3, 1, rgb24);
     unsigned char pixels[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
