@@ -3,6 +3,7 @@
 #include "tavlinbase/IObjectContainer.h"
 
 #include "persistence/pstream.h"
+#include "tavlinbase/ObjectListStream.h"
 
 namespace Tavlin {
 
@@ -106,20 +107,13 @@ void IObjectContainer::delegateToNext() {
 void IObjectContainer::read(ipstream & in) {
     AUnknown::read(in);
     in.readByte();
-    others_.empty();
-    // A count beyond what the stream holds ends with the stream.
-    for (unsigned long count = in.readDWord(); count > 0 && in.good(); --count) {
-        ObjectCreator creator(in);
-        others_.insert(TRef<Object>(static_cast<Object *>(creator)));
-    }
+    readObjects(in, others_);
 }
 
 void IObjectContainer::write(opstream & out) {
     AUnknown::write(out);
     out.writeByte(0);
-    out.writeDWord(static_cast<unsigned long>(others_.getCount()));
-    for (long i = 0; i < others_.getCount(); ++i)
-        out.writePointer(others_.at(i).pointer());
+    writeObjects(out, others_);
 }
 
 } // namespace Tavlin

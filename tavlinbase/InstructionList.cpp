@@ -4,6 +4,7 @@
 
 #include "persistence/pstream.h"
 #include "tavlinbase/CallDepth.h"
+#include "tavlinbase/ObjectListStream.h"
 
 #include <algorithm>
 
@@ -72,21 +73,13 @@ int InstructionList::compare(Object const & other) const {
 void InstructionList::read(ipstream & in) {
     Object::read(in);
     in.readByte();
-    instructions_.empty();
-    // A count beyond what the stream holds ends with the stream.
-    for (unsigned long count = in.readDWord(); count > 0 && in.good(); --count) {
-        ObjectCreator creator(in);
-        TRef<Object> const object(static_cast<Object *>(creator));
-        instructions_.insert(gcast_cached<Instruction>(object.pointer()));
-    }
+    readObjects(in, instructions_);
 }
 
 void InstructionList::write(opstream & out) {
     Object::write(out);
     out.writeByte(0);
-    out.writeDWord(static_cast<unsigned long>(instructions_.getCount()));
-    for (long i = 0; i < instructions_.getCount(); ++i)
-        out.writePointer(instructions_.at(i).pointer());
+    writeObjects(out, instructions_);
 }
 
 // ---- IInstructionVector ----

@@ -60,6 +60,13 @@ class TRefVector {
         limit_ = limit;
     }
 
+    /// Doubles a vector of some size that is full: for readers of streams, whose counts are not to
+    /// be trusted with an allocation, but may be true.
+    void expand() {
+        if (count_ == limit_ && count_ >= 16)
+            setLimit(2 * count_);
+    }
+
     /// Not checked beyond an assert.
     TRef<T> & at(long index) {
         assert(index >= 0 && index < count_);

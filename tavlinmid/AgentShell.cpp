@@ -242,6 +242,7 @@ void AgentShell::read(ipstream & in) {
         TRef<Object> const object = version >= 3 ? LREAD_RESOURCE(in) : readInline(in);
         if (auto * const component = gcast<AgentComponent>(static_cast<Object *>(object)))
             components_.insert(TRef<AgentComponent>(component));
+        components_.expand();
         if (version >= 4)
             in.readDWord();
     }

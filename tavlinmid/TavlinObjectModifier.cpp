@@ -9,6 +9,7 @@
 #include "persistence/pstream.h"
 #include "tavlinbase/CallDepth.h"
 #include "tavlinbase/InterfaceIterator.h"
+#include "tavlinbase/ObjectListStream.h"
 
 namespace Tavlin {
 
@@ -121,21 +122,13 @@ bool ComplexObjectModifier::v_undo(TRef<Object> const & object) {
 void ComplexObjectModifier::read(ipstream & in) {
     in.readByte();
     ObjectModifier::read(in);
-    vector_.empty();
-    // A count beyond what the stream holds ends with the stream.
-    for (unsigned long count = in.readDWord(); count > 0 && in.good(); --count) {
-        ObjectCreator creator(in);
-        TRef<Object> const object(static_cast<Object *>(creator));
-        vector_.insert(gcast_cached<ObjectModifier>(object.pointer()));
-    }
+    readObjects(in, vector_);
 }
 
 void ComplexObjectModifier::write(opstream & out) {
     out.writeByte(0);
     ObjectModifier::write(out);
-    out.writeDWord(static_cast<unsigned long>(vector_.getCount()));
-    for (long i = 0; i < vector_.getCount(); ++i)
-        out.writePointer(vector_.at(i).pointer());
+    writeObjects(out, vector_);
 }
 
 bool ComplexComponentModifier::canApply(TRef<Object> const & object) {

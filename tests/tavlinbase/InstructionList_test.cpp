@@ -143,9 +143,11 @@ TEST_F(InstructionListTest, HostileStreamsEndInBoundedLists) {
     kinds.byte(2).dword(0).byte(0).dword(3).byte(0);
     kinds.byte(2).open("test::Thing").byte(2).dword(0).close();
     kinds.byte(2).open("Tavlin::Instruction").byte(1).dword(8).close();
-    Bytes const huge = Bytes().byte(2).dword(0).byte(0).dword(0xFFFFFFFF).byte(0).byte(0);
-    for (auto const & [bytes, count] : {std::pair(kinds, 3L), std::pair(huge, 3L)}) {
-        Input in(bytes.str());
+    long const nulls = 1 << 20; // many enough to tell when each fourth one copies all
+    std::string const huge = Bytes().byte(2).dword(0).byte(0).dword(0xFFFFFFFF).str() +
+                             std::string(std::size_t(nulls), '\0');
+    for (auto const & [bytes, count] : {std::pair(kinds.str(), 3L), std::pair(huge, nulls + 1)}) {
+        Input in(bytes);
         list_->read(in);
         EXPECT_LE(list_->instructions().getCount(), count);
         list_->execute();
