@@ -167,19 +167,6 @@ TEST_F(InstructionListTest, HostileStreamsEndInBoundedLists) {
 class IInstructionListTest : public testing::Test {
   protected:
     IInstructionListTest() { list_->addInterface(face_); }
-    /// A list of instructions with these flags.
-    void fill(std::vector<unsigned long> const & flags) {
-        face_->deleteAllInstructions();
-        for (unsigned long const value : flags)
-            face_->addInstruction(flagged(value));
-    }
-    std::vector<unsigned long> flags() const {
-        std::vector<unsigned long> result;
-        for (int i = 0; i < face_->getInstructionCount(); ++i)
-            result.push_back((*face_)[i] ? (*face_)[i]->getFlags() : 99);
-        return result;
-    }
-    using Flags = std::vector<unsigned long>;
 
     TRef<InstructionList> list_{new InstructionList};
     TRef<IInstructionList> face_{new IInstructionList};
@@ -192,20 +179,20 @@ TEST_F(IInstructionListTest, GoesWithListsOnly) {
 }
 
 TEST_F(IInstructionListTest, ChangesTheVector) {
-    fill({4, 8});
+    fill(face_, {4, 8});
     face_->insertInstructionAt(3, flagged(16)); // leaves a null in front
     face_->putInstruction(0, flagged(32));
-    EXPECT_EQ(flags(), (Flags{32, 8, 99, 16}));
+    EXPECT_EQ(flagsIn(face_), (Flags{32, 8, 99, 16}));
     face_->deleteInstruction(1);
     face_->deleteInstruction((*face_)[2]);
     face_->deleteInstruction(flagged(32)); // not there
-    EXPECT_EQ(flags(), (Flags{32, 99}));
+    EXPECT_EQ(flagsIn(face_), (Flags{32, 99}));
     EXPECT_EQ(list_->instructions().getCount(), 2);
 }
 
 TEST_F(IInstructionListTest, FindsScopes) {
     EXPECT_EQ(face_->getFirstOpenScope(), -1);
-    fill({4, 1, 4, 2, 4, 1, 4, 2, 4});
+    fill(face_, {4, 1, 4, 2, 4, 1, 4, 2, 4});
     EXPECT_EQ(face_->getFirstOpenScope(), 1);
     EXPECT_EQ(face_->getNextOpenScope(), 5);
     EXPECT_EQ(face_->getNextOpenScope(), -1);
@@ -219,7 +206,7 @@ TEST_F(IInstructionListTest, FindsScopes) {
 }
 
 TEST_F(IInstructionListTest, LooksForMarksAndClassesUpToTheEndOfTheScope) {
-    fill({1, 4, 2, 1, 8, 18, 4});
+    fill(face_, {1, 4, 2, 1, 8, 18, 4});
     list_->instructions().at_put(4, TRef<Instruction>(new SetDataInstruction));
     face_->getFirstOpenScope();
     EXPECT_EQ(face_->getFlagSeparator(4 | 16), 1);
@@ -234,13 +221,13 @@ TEST_F(IInstructionListTest, LooksForMarksAndClassesUpToTheEndOfTheScope) {
 }
 
 TEST_F(IInstructionListTest, InsertsAroundTheScope) {
-    fill({4, 1, 4, 2});
+    fill(face_, {4, 1, 4, 2});
     EXPECT_EQ(face_->insertBeforeOpenScope(flagged(32)), -1);
     EXPECT_EQ(face_->insertAfterCloseScope(flagged(32)), -1);
     face_->getFirstOpenScope();
     EXPECT_EQ(face_->insertAfterCloseScope(flagged(32)), 4);
     EXPECT_EQ(face_->insertBeforeOpenScope(flagged(64)), 1);
-    EXPECT_EQ(flags(), (Flags{4, 64, 1, 4, 2, 32}));
+    EXPECT_EQ(flagsIn(face_), (Flags{4, 64, 1, 4, 2, 32}));
 }
 
 TEST_F(IInstructionListTest, InsertsAtMarksAndMovesThem) {
@@ -254,14 +241,14 @@ TEST_F(IInstructionListTest, InsertsAtMarksAndMovesThem) {
         {false, false, {1, 32, 4 + 8, 2}},
     };
     for (auto const & c : cases) {
-        fill({1, 4 + 8, 2});
+        fill(face_, {1, 4 + 8, 2});
         face_->getFirstOpenScope();
         auto const insert =
             c.after ? &IInstructionList::insertAfterFlag : &IInstructionList::insertBeforeFlag;
         EXPECT_EQ(((*face_).*insert)(flagged(32), 4 | 16, c.move), c.after ? 2 : 1);
-        EXPECT_EQ(flags(), c.expected);
+        EXPECT_EQ(flagsIn(face_), c.expected);
         EXPECT_EQ(((*face_).*insert)(flagged(32), 64, c.move), -1);
-        EXPECT_EQ(flags(), c.expected);
+        EXPECT_EQ(flagsIn(face_), c.expected);
     }
 }
 

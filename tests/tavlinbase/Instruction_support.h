@@ -48,6 +48,23 @@ inline TRef<Instruction> flagged(unsigned long flags) {
     return instruction;
 }
 
+using Flags = std::vector<unsigned long>;
+
+/// Makes it a list of instructions with these flags.
+inline void fill(TRef<IInstructionVector> const & list, Flags const & flags) {
+    list->deleteAllInstructions();
+    for (unsigned long const value : flags)
+        list->addInstruction(flagged(value));
+}
+
+/// The flags in a list, 99 for a null.
+inline Flags flagsIn(TRef<IInstructionVector> const & list) {
+    Flags result;
+    for (int i = 0; i < list->getInstructionCount(); ++i)
+        result.push_back(list->getInstruction(i) ? list->getInstruction(i)->getFlags() : 99);
+    return result;
+}
+
 template <class T>
 TRef<T> readReference(std::string const & bytes) {
     Input in(bytes);

@@ -27,18 +27,6 @@ TRef<Instruction> instruction(TRef<ProcedureInstruction> const & procedure) {
 class ProcedureTest : public testing::Test {
   protected:
     ProcedureTest() { Command::taken(); }
-    void fill(std::vector<unsigned long> const & flags) {
-        list_->deleteAllInstructions();
-        for (unsigned long const value : flags)
-            list_->addInstruction(flagged(value));
-    }
-    std::vector<unsigned long> flags() const {
-        std::vector<unsigned long> result;
-        for (int i = 0; i < list_->getInstructionCount(); ++i)
-            result.push_back((*list_)[i]->getFlags());
-        return result;
-    }
-    using Flags = std::vector<unsigned long>;
 
     TRef<ProcedureInstruction> main_ = procedure("main");
     TRef<IProcedureList> list_ = listOf(main_);
@@ -104,7 +92,7 @@ TEST_F(ProcedureTest, ListGoesWithProceduresOnly) {
 }
 
 TEST_F(ProcedureTest, FindsByClassAndByAllFlags) {
-    fill({4, 4 + 8, 8, 4 + 8 + 16});
+    fill(list_, {4, 4 + 8, 8, 4 + 8 + 16});
     EXPECT_EQ(list_->findFirst(4 + 8), (*list_)[1]);
     EXPECT_EQ(list_->findNext(4 + 8), (*list_)[3]);
     EXPECT_FALSE(list_->findNext(4 + 8));
@@ -130,18 +118,18 @@ TEST_F(ProcedureTest, InsertionAtTheFindMovesTheFlags) {
         {&IProcedureList::replaceFound, {1, 32 + 4 + 8, 2}},
     };
     for (auto const & c : cases) {
-        fill({1, 4 + 8 + 16, 2});
+        fill(list_, {1, 4 + 8 + 16, 2});
         list_->setActive(1);
         ((*list_).*c.operation)(flagged(32), 4 + 8 + 64);
-        EXPECT_EQ(flags(), c.expected);
+        EXPECT_EQ(flagsIn(list_), c.expected);
         list_->setActive(-1);
         EXPECT_THROW(((*list_).*c.operation)(flagged(32), 4), GException);
-        EXPECT_EQ(flags(), c.expected);
+        EXPECT_EQ(flagsIn(list_), c.expected);
     }
     EXPECT_THROW(list_->removeFound(), GException);
     list_->setActive(1);
     list_->removeFound();
-    EXPECT_EQ(flags(), (Flags{1, 2}));
+    EXPECT_EQ(flagsIn(list_), (Flags{1, 2}));
 }
 
 TEST_F(ProcedureTest, RemovesByName) {
@@ -149,7 +137,7 @@ TEST_F(ProcedureTest, RemovesByName) {
     list_->addInstruction(flagged(4));
     list_->addInstruction(instruction(procedure("b")));
     list_->remove("b");
-    EXPECT_EQ(flags(), (Flags{0, 4}));
+    EXPECT_EQ(flagsIn(list_), (Flags{0, 4}));
     try {
         list_->remove("b");
         FAIL();
