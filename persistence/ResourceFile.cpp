@@ -53,17 +53,19 @@ ResourceFile::ResourceFile(char const * name, GIO::IOOpenMode mode) : ResourceFi
     ResourceFile::open(name, mode);
 }
 
-ResourceFile::ResourceFile(ResourceFile const & other) : GStreamable(), current_(other.current_) {
+ResourceFile::ResourceFile(ResourceFile const & other) : GStreamable(), current_(other.current()) {
     RegisterCallback(&DirectoryRenamed, Reason_DirectoryRenamed, this);
-    server_ = ResourceFileServerList::Get().share(*this, other);
+    setDirectory(current_);
+    setServer(ResourceFileServerList::Get().share(*this, other));
 }
 
 ResourceFile & ResourceFile::operator=(ResourceFile const & other) {
     if (server_ != other.server_) {
         unregister_file();
-        server_ = ResourceFileServerList::Get().share(*this, other);
+        setServer(ResourceFileServerList::Get().share(*this, other));
     }
-    current_ = other.current_;
+    current_ = other.current();
+    setDirectory(current_);
     return *this;
 }
 
@@ -80,7 +82,7 @@ void ResourceFile::open(char const * name, GIO::IOOpenMode mode) {
     if (server_ && server_->isNameEquals(name))
         return;
     close();
-    server_ = ResourceFileServerList::Get().connect(*this, name, mode);
+    setServer(ResourceFileServerList::Get().connect(*this, name, mode));
 }
 
 void ResourceFile::close() {
@@ -90,21 +92,33 @@ void ResourceFile::close() {
     unregister_file();
 }
 
+void ResourceFile::setServer(ResourceFileServer * server) {
+    server_ = server;
+    GSingleLock const lock(followed_.lock);
+    followed_.server = server;
+}
+
 void ResourceFile::unregister_file() {
+    {
+        GSingleLock const lock(followed_.lock);
+        followed_.server = nullptr;
+    }
     ResourceFileServerList::Get().disconnect(*this);
 }
 
 void ResourceFile::DirectoryRenamed(GCallBackReason, void * info, void * self) {
     auto const & renamed = *static_cast<Reason_DirectoryRenamedInfo const *>(info);
-    auto & file = *static_cast<ResourceFile *>(self);
-    if (file.server_ == renamed.server)
-        file.current_.rename_path_from_root(renamed.from, renamed.to);
+    auto & followed = static_cast<ResourceFile *>(self)->followed_;
+    GSingleLock const lock(followed.lock);
+    if (followed.server == renamed.server &&
+        followed.directory.rename_path_from_root(renamed.from, renamed.to))
+        followed.isRenamed = true;
 }
 
 void ResourceFile::write(opstream & out) {
     out << version << static_cast<unsigned char>(is_open());
     if (is_open())
-        out << static_cast<unsigned int>(io_mode()) << get_filename() << current_;
+        out << static_cast<unsigned int>(io_mode()) << get_filename() << current();
 }
 
 void ResourceFile::read(ipstream & in) {
@@ -124,6 +138,7 @@ void ResourceFile::read(ipstream & in) {
     if (written >= 2) {
         current_.empty();
         in >> current_;
+        setDirectory(current_);
     }
 }
 
@@ -177,8 +192,24 @@ void ResourceFile::empty() {
 
 // Names.
 
+/// The owner of the handle takes over here what another thread has renamed.
+GResourceFullName & ResourceFile::current() const {
+    if (followed_.isRenamed) {
+        GSingleLock const lock(followed_.lock);
+        static_cast<GResourcePath &>(current_) = followed_.directory;
+        followed_.isRenamed = false;
+    }
+    return current_;
+}
+
+void ResourceFile::setDirectory(GResourcePath const & path) {
+    GSingleLock const lock(followed_.lock);
+    followed_.directory = static_cast<GResourcePath &>(current_) = path;
+    followed_.isRenamed = false;
+}
+
 GResourceFullName ResourceFile::inCurrent(GString const & name, GString const & type) const {
-    return GResourceFullName(current_, name, type);
+    return GResourceFullName(current(), name, type);
 }
 
 GResourceFullName ResourceFile::makeCurrent(GString const & name) {
@@ -188,7 +219,7 @@ GResourceFullName ResourceFile::makeCurrent(GString const & name) {
 }
 
 GResourcePath ResourceFile::below(GResourcePath const & path) const {
-    GResourcePath full(current_);
+    GResourcePath full(current());
     full += path;
     return full;
 }
@@ -199,10 +230,10 @@ void ResourceFile::set_type(GString const & type) {
 }
 
 void ResourceFile::set_current_directory(GResourcePath const & path) {
-    if (!server_ || current_.path() == path)
+    if (!server_ || current().path() == path)
         return;
     Reason_CurrentDirectoryChangedInfo info{{server_}, current_.path(), path, this};
-    static_cast<GResourcePath &>(current_) = path;
+    setDirectory(path);
     EvokeCallback(Reason_CurrentDirectoryChanged, info);
 }
 

@@ -8,17 +8,21 @@
 #pragma once
 
 #include "foundation/GCallBackList.h"
+#include "foundation/GCriticalSection.h"
 #include "foundation/GFile.h"
 #include "foundation/GStreamable.h"
 #include "persistence/GIO.h"
 #include "persistence/GResourceDirectory.h"
 #include "persistence/GResourcePath.h"
 
+#include <atomic>
+
 class ResourceFileServer;
 
 /// Every operation does nothing on a closed handle, and gives false, 0 or null; so does one that an
 /// object calls on its own file while it is read or written. A handle belongs to one thread; the
-/// file behind it may be shared with handles of others.
+/// file behind it may be shared with handles of others. Where another thread renames a directory,
+/// the current directory of this handle follows with its next use.
 class ONDREL_API ResourceFile : public GStreamable {
     G_DECLARE_CREATABLE(ResourceFile)
   public:
@@ -60,7 +64,7 @@ class ONDREL_API ResourceFile : public GStreamable {
     void mark_as_modified();
 
     void set_current_directory(GResourcePath const & path);
-    GResourcePath const & get_current_directory() const { return current_; }
+    GResourcePath const & get_current_directory() const { return current(); }
     GString const & get_current_name() const { return current_.name; }
     GString const & get_current_type() const { return current_.type; }
 
@@ -207,9 +211,21 @@ class ONDREL_API ResourceFile : public GStreamable {
     GResourceFullName inCurrent(GString const & name, GString const & type) const;
     GResourceFullName makeCurrent(GString const & name);
     GResourcePath below(GResourcePath const & path) const;
+    GResourceFullName & current() const;
+    void setDirectory(GResourcePath const & path);
+    void setServer(ResourceFileServer * server);
     void unregister_file();
     static void DirectoryRenamed(GCallBackReason reason, void * info, void * self);
 
+    /// What the thread that renames a directory may see and change of a handle of another one.
+    struct Followed {
+        GCriticalSection lock;
+        ResourceFileServer * server = nullptr;
+        GResourcePath directory;
+        std::atomic<bool> isRenamed{false};
+    };
+
     ResourceFileServer * server_ = nullptr;
-    GResourceFullName current_;
+    mutable GResourceFullName current_; // the directory is read through current()
+    mutable Followed followed_;
 };

@@ -436,6 +436,32 @@ TEST_F(ResourceFileTest, ThreadsShareAFileByHandlesOfTheirOwn) {
     EXPECT_EQ(GResourceIterator(file, "T").count(), 3);
 }
 
+TEST_F(ResourceFileTest, AHandleFollowsADirectoryThatAnotherThreadRenames) {
+    ResourceFile file(fileName().c_str(), IO::ReadWriteMode);
+    put(file, "a\\b\\x,T", "X");
+    file.set_current_directory(path("a\\b"));
+    std::atomic<bool> stop = false;
+    std::thread other([&] {
+        ResourceFile own(file.server()->get_filename().c_str(), IO::ReadWriteMode);
+        for (int i = 0; i < 300 || !stop; ++i) {
+            own.rename_directory(path("a"), path("c"));
+            own.rename_directory(path("c"), path("a"));
+        }
+        own.rename_directory(path("a"), path("d"));
+    });
+    for (int i = 0; i < 300; ++i) {
+        std::string const now = file.get_current_directory().get_readable_form().c_str();
+        EXPECT_TRUE(now == "a\\b\\" || now == "c\\b\\") << now;
+        ResourceFile copy(file);
+        copy.set_current_directory(path("elsewhere"));
+        std::this_thread::yield();
+    }
+    stop = true;
+    other.join();
+    EXPECT_STREQ(file.get_current_directory().get_readable_form().c_str(), "d\\b\\");
+    EXPECT_TRUE(file.exist("x", "T"));
+}
+
 // Callbacks.
 
 std::string g_told;
