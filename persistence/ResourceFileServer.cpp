@@ -43,30 +43,19 @@ void ResourceFileServer::mark_as_modified() {
 
 // Committing.
 
-// An error of an earlier operation stays with the device until it is started again, and would be
-// taken for one of the next compressed stream.
-
-bool ResourceFileServer::seek_to_write(long position) {
+/// For reading or for writing. An error of an earlier operation stays with the device until it is
+/// started again, and would be taken for one of the next compressed stream.
+bool ResourceFileServer::seek_to(long position, GIO::IOOpenMode mode) {
     if (busy_)
         return false;
+    bool const writes = mode == GIO::WriteMode;
     stream_->clear();
-    if (stream_->seekp(basePosition_ + position) < 0)
+    long const target = basePosition_ + position;
+    if ((writes ? stream_->seekp(target) : stream_->seekg(target)) < 0)
         return false;
     GAbstractBufferedIO & device = *stream_->pstream::rdbuf();
     if (device.getError() != GIO::NoError)
-        device.gwrite(nullptr, 0);
-    return true;
-}
-
-bool ResourceFileServer::seek_to_read(long position) {
-    if (busy_)
-        return false;
-    stream_->clear();
-    if (stream_->seekg(basePosition_ + position) < 0)
-        return false;
-    GAbstractBufferedIO & device = *stream_->pstream::rdbuf();
-    if (device.getError() != GIO::NoError)
-        device.gread(nullptr, 0);
+        writes ? device.gwrite(nullptr, 0) : device.gread(nullptr, 0);
     return true;
 }
 

@@ -103,8 +103,9 @@ class ONDREL_API ResourceFileServer {
     bool commit();
     bool write_header();
     bool ends_in_reach(long end, long more);
-    bool seek_to_write(long position);
-    bool seek_to_read(long position);
+    bool seek_to(long position, GIO::IOOpenMode mode);
+    bool seek_to_write(long position) { return seek_to(position, GIO::WriteMode); }
+    bool seek_to_read(long position) { return seek_to(position, GIO::ReadMode); }
 
     // Blocks.
     bool is_within(ResourceFileBlock const & block) const;
