@@ -462,6 +462,20 @@ GStreamable * ResourceFileServer::get(GResourceFullName const & fullName, bool k
     return get_from_item(find_item(fullName), keep);
 }
 
+namespace {
+
+/// What is not whole is for nobody. One that counts who holds it may be held by something that came
+/// along, and ends with that.
+void endUnfinished(GStreamable * object) {
+    auto const & care = ondrel_detail::g_readingCare;
+    if (void * const cared = care.begin ? care.begin(*object) : nullptr)
+        care.end(cared, false);
+    else
+        GStreamable::Destroy(object);
+}
+
+} // namespace
+
 GStreamable * ResourceFileServer::get_from_item(ResourceItem * item, bool keep) {
     if (!item)
         return nullptr;
@@ -484,8 +498,8 @@ GStreamable * ResourceFileServer::get_from_item(ResourceItem * item, bool keep) 
         GResourceDirectory::DestroyUnfinished(*stream_);
         throw;
     }
-    if (object && !*stream_) { // it is not whole
-        GStreamable::Destroy(object);
+    if (object && !*stream_) {
+        endUnfinished(object);
         return nullptr;
     }
     // In an object of an unknown class whatever looks like an object is built: also a directory,

@@ -1,6 +1,9 @@
 #include "tavlinbase/RefCounter.h"
 
+#include "persistence/ResourceFile.h"
+#include "persistence/pstream.h"
 #include "tavlinbase/TRef.h"
+#include "tests/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 #include <thread>
@@ -155,6 +158,40 @@ TEST_F(RefCounterTest, CopyTakesTheCountAlong) {
     TRef<Virtual> const original(new Virtual);
     Virtual const copy(*original);
     EXPECT_EQ(copy.getReferenceCount(), 1);
+}
+
+/// Does not like what it reads, and may let something else hold it meanwhile.
+class Picky : public RefCounter {
+    G_DECLARE_CREATABLE(Picky)
+  public:
+    Picky() = default;
+    ~Picky() override { g_ended.push_back(1); }
+    void read(ipstream & in) override {
+        if (isHeld)
+            holder = this;
+        in.setstate(pstream::ReadFailedBit);
+    }
+    static bool isHeld;
+    static TRef<Picky> holder;
+};
+bool Picky::isHeld = false;
+TRef<Picky> Picky::holder;
+G_DEFINE_CREATABLE(Picky, "T::Picky", RefCounter)
+
+TEST_F(RefCounterTest, WhatAResourceFileCouldNotReadWholeEndsByItsCount) {
+    TemporaryDirectory const directory;
+    ResourceFile file(directory.name("file.res").c_str(), GIO::ReadWriteMode);
+    file.put(TRef<Picky>(new Picky).pointer(), "g", "T", false);
+    g_ended.clear();
+    for (bool const isHeld : {false, true}) {
+        Picky::isHeld = isHeld;
+        EXPECT_EQ(file.get("g", "T", false), nullptr);
+        EXPECT_EQ(g_ended, isHeld ? Ended{} : Ended{1});
+        g_ended.clear();
+    }
+    EXPECT_EQ(Picky::holder->getReferenceCount(), 1);
+    Picky::holder = nullptr;
+    EXPECT_EQ(g_ended, Ended{1});
 }
 
 } // namespace
