@@ -87,18 +87,27 @@ bool ResourceFileServer::commit() {
     stream_->flush();
     if (!ends_in_reach(stream_->tellp() - basePosition_, 2 * trailerSize))
         return false;
-    Trailer const trailer = makeTrailer(static_cast<std::uint32_t>(directory));
-    stream_->writeBytes(trailer.data(), trailerSize);
-    stream_->writeBytes(trailer.data(), trailerSize);
-    stream_->flush();
-    if (!stream_->good())
+    if (!write_trailers(directory)) {
+        // The first one may be whole. It must not lead into what will be written here next. While
+        // packing, the directory that counts may lie behind.
+        stream_->change_size(basePosition_ + std::max(directory, committedEnd_));
+        stream_->setstate(pstream::WriteFailedBit);
         return false;
+    }
     endPosition_ = committedEnd_ = stream_->tellp() - basePosition_;
     // Until then the old directory counts.
     if (header_ == Header::OldFormat && !write_header())
         return false;
     modified_ = false;
     return true;
+}
+
+bool ResourceFileServer::write_trailers(long directory) {
+    Trailer const trailer = makeTrailer(static_cast<std::uint32_t>(directory));
+    stream_->writeBytes(trailer.data(), trailerSize);
+    stream_->writeBytes(trailer.data(), trailerSize);
+    stream_->flush();
+    return stream_->good();
 }
 
 /// What was written up to `end`, and `more` behind it, is whole and can be led to. Otherwise it is

@@ -101,6 +101,7 @@ class ONDREL_API ResourceFileServer {
 
     // Committing.
     bool commit();
+    bool write_trailers(long directory);
     bool write_header();
     bool ends_in_reach(long end, long more);
     bool seek_to(long position, GIO::IOOpenMode mode);

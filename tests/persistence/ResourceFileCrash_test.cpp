@@ -25,7 +25,7 @@ class ResourceFileCrash : public ResourceTest {
         disk::heal();
         ResourceTest::TearDown();
     }
-    std::string fileName() const { return directory_.name("file.res"); }
+    std::string fileName(char const * name = "file.res") const { return directory_.name(name); }
     void clean() const {
         for (auto const & entry : std::filesystem::directory_iterator(directory_.path()))
             std::filesystem::remove(entry.path());
@@ -216,6 +216,50 @@ TEST_F(ResourceFileCrash, AProcessThatIsKilledWithinAnyWrite) {
             ASSERT_TRUE(content == generation(0) || content == generation(1) ||
                         content == generation(2) || content == generation(3));
         }
+    }
+}
+
+/// A trailer that was written though its commit failed must not lead into what is written over it.
+TEST_F(ResourceFileCrash, AFailedCommitAndThenAKilledProcess) {
+    auto const putMany = [](ResourceFile & file) {
+        std::mt19937_64 random(1);
+        for (int i = 0; i < 500; ++i)
+            put(file, std::to_string(random()) + ",T", "A");
+    };
+    // A commit that takes several writes, the last of which brings the trailers.
+    long writes = 0;
+    {
+        ResourceFile file(fileName("counted.res").c_str(), GIO::WriteMode);
+        putMany(file);
+        disk::heal();
+        file.flush();
+        writes = disk::calls();
+    }
+    ASSERT_GT(writes, 2);
+    for (long kill = 0; kill < writes; ++kill) {
+        SCOPED_TRACE(kill);
+        clean();
+        disk::heal();
+        {
+            ResourceFile file(fileName().c_str(), GIO::WriteMode);
+            put(file, "a,A", "first");
+        }
+        inAnotherProcess([&] {
+            ResourceFile file(fileName().c_str(), GIO::WriteMode);
+            putMany(file);
+            disk::failOnce(writes - 1, 1);
+            if (file.flush())
+                ::_exit(1);
+            disk::heal();
+            // The directory changes from its beginning on, and begins at the same place.
+            file.rename(named("a,A"), named("another,A"));
+            disk::killAt(kill, 0);
+            file.flush();
+        });
+        disk::heal();
+        ResourceFile file(fileName().c_str(), GIO::ReadWriteMode);
+        EXPECT_EQ(get(file, "a,A"), "first");
+        EXPECT_FALSE(directory_.has("file.res.damaged"));
     }
 }
 
