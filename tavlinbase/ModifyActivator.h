@@ -1,0 +1,102 @@
+// Activators: small objects that watch a source and act on a destination whenever the source fires.
+// They keep the source and not the destination, so a world can drop what they act on.
+#pragma once
+
+#include "tavlinbase/ExternalRef.h"
+#include "tavlinbase/Notifyer.h"
+#include "tavlinbase/TavlinObject.h"
+
+namespace Tavlin {
+
+class ModifyActivator;
+
+/// What makes an object a source.
+class ONDREL_API ISetModifyActivator : public virtual AUnknown {
+    G_DECLARE_CLASS(ISetModifyActivator)
+  public:
+    /// On which the activators hang.
+    virtual Notifyer & getNotifyer() = 0;
+
+    void addActivator(ModifyActivator * activator);
+    void removeActivator(ModifyActivator * activator);
+};
+
+class ONDREL_API ModifyActivator : public Object {
+    G_DECLARE_CLASS(ModifyActivator)
+  public:
+    /// The member that hangs on the notifier of the source.
+    class ONDREL_API Callback : public NotifyCallback {
+        G_DECLARE_CLASS(Callback)
+      public:
+        explicit Callback(ModifyActivator * activator) : NotifyCallback(true), owner(activator) {}
+        void notify(Notifyer const & subject) override;
+
+        ModifyActivator * const owner; ///< not counted
+    };
+
+    ~ModifyActivator() override;
+
+    using Object::compare;
+    int compare(Object const & other) const override;
+    bool needToCompare() const override { return true; }
+
+    /// What happens when the source fires, and a step right behind it.
+    virtual void act(Notifyer const & subject) = 0;
+    virtual void acted() = 0;
+    /// Asked once there is a source.
+    virtual bool canBeDestination(TRef<Object> const & object) = 0;
+
+    /// Moves the activator to another source, which must have an ISetModifyActivator; null leaves
+    /// the present one. Always true.
+    bool setSource(TRef<Object> const & object);
+    /// False, with nothing changed, when the object cannot be the destination. Null leaves the
+    /// present one. The object gets the interface that tells when it goes, if it has none.
+    bool setDestination(TRef<Object> const & object);
+    TRef<Object> const & getSource() const { return source_; }
+    /// Null when there is none, or it has gone.
+    TRef<Object> getDestination() const { return TRef<Object>(destination_.pointer()); }
+
+    void read(ipstream & in) override;
+    void write(opstream & out) override;
+
+  protected:
+    ModifyActivator();
+
+  private:
+    friend class ISetModifyActivator;
+
+    /// An ExternalRef that lets its owner reach the target.
+    class Destination : public ExternalRef {
+      public:
+        using ExternalRef::operator=;
+        Object * pointer() const { return ExternalRef::pointer(); }
+    };
+
+    void bindDestination(TRef<Object> const & object);
+
+    Destination destination_;
+    TRef<Object> source_;
+    Callback callback_;
+};
+
+/// Walks over the activators of a source; other callbacks on its notifier are passed over. While it
+/// walks, activators must not come or go.
+class ONDREL_API ActivatorIterator {
+  public:
+    explicit ActivatorIterator(TRef<Object> const & object);
+
+    void first();
+    void operator++(int);
+    explicit operator bool() const { return notifyer_ && index_ >= 0; }
+    /// Null at the end.
+    TRef<ModifyActivator> get() const;
+
+  private:
+    void find(int from);
+
+    int index_ = -1;
+    Notifyer * notifyer_ = nullptr;
+    int count_ = 0;
+};
+
+} // namespace Tavlin
