@@ -34,7 +34,7 @@ void House::read(ipstream & in) {
 }
 
 void House::StockLibrary() {
-    ResourceFile const library(houseLibrary, GIO::ReadMode);
+    ResourceFile const library(villageLibrary, GIO::ReadMode);
     for (Plan const & plan : plans) {
         GResourceFullName name;
         name.parse_readable_form(plan.resource);
@@ -42,7 +42,7 @@ void House::StockLibrary() {
             continue;
         TObjectCreator<House> creator(new House(plan.name, plan.comfort));
         TRef<Object> const house(static_cast<Object *>(creator));
-        LibraryCatalogue::Get(GFile(houseLibrary))->put(house, plan.resource, IBookMark::Shared);
+        LibraryCatalogue::Get(GFile(villageLibrary))->put(house, plan.resource, IBookMark::Shared);
     }
 }
 
@@ -51,7 +51,7 @@ int House::Kinds() {
 }
 
 TRef<Object> House::FromLibrary(int kind) {
-    return BookMark(GFile(houseLibrary), NameLinkID(plans[kind].resource)).retrieveObject();
+    return BookMark(GFile(villageLibrary), NameLinkID(plans[kind].resource)).retrieveObject();
 }
 
 } // namespace Village

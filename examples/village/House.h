@@ -2,7 +2,7 @@
 // and all who live in one share one object.
 #pragma once
 
-#include "ondrel.h"
+#include "Library.h"
 
 namespace Village {
 
@@ -29,8 +29,5 @@ class House : public Tavlin::UniqueObject {
     GString name_;
     float comfort_ = 1;
 };
-
-/// The file name of the library; the redirection file says where it lies.
-inline constexpr char houseLibrary[] = "village.houses";
 
 } // namespace Village

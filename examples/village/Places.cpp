@@ -49,10 +49,16 @@ void Door::read(ipstream & in) {
     in >> seats_ >> visits_;
 }
 
-BellTower::Hour const BellTower::hours_[3] = {
+BellTower::Hour const BellTower::hours_[bells] = {
     {1.0f, "Dawn", "morning"}, {20.0f, "Noon", "noon"}, {42.0f, "Dusk", "evening"}};
 
-void BellTower::start() {
+BellTower::BellTower() : clock_(*this) {
+    for (TRef<VRefChannelSource> & source : sources_)
+        source = TRef<VRefChannelSource>(new VRefChannelSource);
+}
+
+void BellTower::start(TRef<Object> const & board) {
+    board_ = board;
     Time::g_StepNotifyer.addCallback(&clock_, 1.5f);
 }
 
@@ -60,10 +66,14 @@ void BellTower::stop() {
     Time::g_StepNotifyer.removeCallback(&clock_);
 }
 
+TRef<VRefObjectChannel> BellTower::subscribe(Bell bell, TRef<Object> const & listener) {
+    return sources_[bell]->openObjectChannelTo(listener, NameLinkID(hours_[bell].event));
+}
+
 void BellTower::listen() {
     float const time = std::fmod(Time::GetTime(), dayLength);
     int hour = -1;
-    for (int i = 0; i < 3; ++i)
+    for (int i = 0; i < bells; ++i)
         if (time >= hours_[i].at)
             hour = i;
     if (hour == lastHour_)
@@ -71,21 +81,39 @@ void BellTower::listen() {
     lastHour_ = hour;
     if (hour < 0)
         return;
-    DispParams event(NameLinkID(hours_[hour].event), nullptr, nullptr, IDispatcher::Method);
-    event.call(TRef<Object>(AgentManager2::Get()));
+    VRefVector nothing;
+    sources_[hour]->send(nothing);
+    if (hour == Noon)
+        holdMarket();
+}
+
+void BellTower::holdMarket() {
+    static NameLinkID const marketDay("MarketDay");
+    if (static_cast<int>(Time::GetTime() / dayLength) % marketEvery_ != 0)
+        return;
+    DispParams message(marketDay, nullptr, nullptr, IDispatcher::Method);
+    marketDays_ += message.call(board_);
 }
 
 void BellTower::write(opstream & out) {
     out.writeByte(0);
     UniqueObject::write(out);
-    out << lastHour_;
+    for (TRef<VRefChannelSource> const & source : sources_)
+        RefCounterWrite(out, TRef<RefCounter>(source.pointer()));
+    out << lastHour_ << marketEvery_ << marketDays_;
 }
 
 void BellTower::read(ipstream & in) {
     in.readByte();
     UniqueObject::read(in);
-    in >> lastHour_;
-    lastHour_ = std::clamp(lastHour_, -1, 2);
+    for (TRef<VRefChannelSource> & source : sources_) {
+        TRef<RefCounter> const stored = RefCounterRead(in, &VRefChannelSource::metaclass_);
+        if (auto * const bell = gcast<VRefChannelSource>(stored.pointer()))
+            source = TRef<VRefChannelSource>(bell);
+    }
+    in >> lastHour_ >> marketEvery_ >> marketDays_;
+    lastHour_ = std::clamp(lastHour_, -1, bells - 1);
+    marketEvery_ = std::max(marketEvery_, 1);
 }
 
 } // namespace Village

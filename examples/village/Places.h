@@ -30,19 +30,29 @@ class Door : public Tavlin::UniqueObject, public Tavlin::IDispatcherImpl {
     int visits_ = 0;
 };
 
-/// Rings dawn, noon and dusk: every agent receives the event. A day lasts a minute of game time.
+/// Rings dawn, noon and dusk: a source of channels for each, to which listeners subscribe. At noon
+/// of a market day it also sends that message to the board. A day lasts a minute of game time.
 class BellTower : public Tavlin::UniqueObject {
     G_DECLARE_CREATABLE(BellTower)
   public:
     static constexpr float dayLength = 60.0f;
+    enum Bell { Dawn, Noon, Dusk, bells };
 
-    BellTower() : clock_(*this) {}
+    BellTower();
     ~BellTower() override { stop(); }
-    /// Listen to the clock, in front of the agents.
-    void start();
+    /// Listen to the clock, in front of the agents. The board may be null.
+    void start(Tavlin::TRef<Tavlin::Object> const & board);
     void stop();
+    /// Days between market days.
+    void setMarketEvery(int days) { marketEvery_ = days; }
+
+    /// Lets `listener` hear a bell: its method of the name of the event is called. Null when it has
+    /// no such method.
+    Tavlin::TRef<Tavlin::VRefObjectChannel>
+    subscribe(Bell bell, Tavlin::TRef<Tavlin::Object> const & listener);
     /// The name of the last event that was rung; "night" before the first.
     char const * hour() const { return lastHour_ < 0 ? "night" : hours_[lastHour_].name; }
+    int marketDays() const { return marketDays_; }
 
     void read(ipstream & in) override;
     void write(opstream & out) override;
@@ -58,16 +68,21 @@ class BellTower : public Tavlin::UniqueObject {
         BellTower & tower_;
     };
     void listen();
+    void holdMarket();
 
     struct Hour {
         float at; // seconds into the day
         char const * event;
         char const * name;
     };
-    static Hour const hours_[3];
+    static Hour const hours_[bells];
 
     Clock clock_;
+    Tavlin::TRef<Tavlin::VRefChannelSource> sources_[bells];
+    Tavlin::TRef<Tavlin::Object> board_;
     int lastHour_ = -1;
+    int marketEvery_ = 1;
+    int marketDays_ = 0; // so far
 };
 
 } // namespace Village

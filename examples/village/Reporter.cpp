@@ -32,6 +32,12 @@ int variable(Automat & script, char const * name) {
     return script.getVariable(name, value) && value.type() == INT ? value.asINT() : 0;
 }
 
+/// A name that is read on a slot is read on what lies in it.
+bool hasLoafAtHand(Inhabitant const & who) {
+    TRef<Object> const agent(who.agent.pointer());
+    return IDispatcher::FindVRef("Goods.Hand.Bites", agent, nullptr).type() == INT;
+}
+
 } // namespace
 
 Reporter::Reporter(Settings const & settings, long frames)
@@ -75,13 +81,15 @@ int Reporter::summary(World & world, long frames) {
         std::puts(line.c_str());
     };
     row({sayIn("villager", -10), sayIn("state", -9), sayIn("house", -11), sayIn("days", 5),
-         sayIn("meals", 6), sayIn("loaves", 7), sayIn("hunger", 7), sayIn("words", 6)});
+         sayIn("meals", 6), sayIn("loaves", 7), sayIn("carries", 7), sayIn("coins", 6),
+         sayIn("hunger", 7), sayIn("words", 6)});
     std::size_t shown = 0;
-    int loaves = 0, meals = 0;
+    int loaves = 0, meals = 0, atHand = 0;
     for (Inhabitant const & who : world.inhabitants()) {
         int const eaten = variable(*who.script, "meals");
         loaves += who.body->loaves();
         meals += eaten;
+        atHand += hasLoafAtHand(who);
         if (shown++ >= shownVillagers)
             continue;
         char hunger[16];
@@ -90,7 +98,9 @@ int Reporter::summary(World & world, long frames) {
              sayIn(who.body->house() ? who.body->house()->name().c_str() : "", -11),
              padded(std::to_string(variable(*who.script, "days")), 5),
              padded(std::to_string(eaten), 6), padded(std::to_string(who.body->loaves()), 7),
-             padded(hunger, 7), padded(std::to_string(who.body->words()), 6)});
+             padded(std::to_string(who.body->basket() ? who.body->basket()->getItemCount() : 0), 7),
+             padded(std::to_string(variable(*who.script, "coins")), 6), padded(hunger, 7),
+             padded(std::to_string(who.body->words()), 6)});
     }
     if (shown > shownVillagers)
         std::printf("  ... %zu %s\n", shown - shownVillagers, say("more").c_str());
@@ -100,6 +110,10 @@ int Reporter::summary(World & world, long frames) {
     for (auto const & [name, count] : entered_)
         std::printf(" %s %ld", say(name.c_str()).c_str(), count);
     std::printf("\n  %d %s\n", world.bakery()->visits(), say("visits").c_str());
+    std::printf("  %d %s, %d %s\n", world.tower()->marketDays(), say("market days").c_str(),
+                world.market()->getItemCount(), say("on sale").c_str());
+    std::printf("  %d %s, %d %s\n", atHand, say("at hand").c_str(), world.weather()->showers(),
+                say("showers").c_str());
     return meals;
 }
 

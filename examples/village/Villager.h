@@ -2,6 +2,7 @@
 // another component of the same agent and reaches this one as its inherited object.
 #pragma once
 
+#include "Goods.h"
 #include "House.h"
 
 namespace Village {
@@ -20,14 +21,26 @@ class Villager : public Tavlin::AgentComponent {
     void eat(Tavlin::VariableRef * result, Tavlin::VRefVector * args);
     void sleep(Tavlin::VariableRef * result, Tavlin::VRefVector * args);
     void talk(Tavlin::VariableRef * result, Tavlin::VRefVector * args);
+    /// Whether the bell at noon is heard, by the argument, 0 or 1.
+    void mindNoon(Tavlin::VariableRef * result, Tavlin::VRefVector * args);
+    /// Bites off the loaf at hand, or takes one from the basket first: 1 if there was one.
+    void bite(Tavlin::VariableRef * result, Tavlin::VRefVector * args);
     void askHunger(Tavlin::VariableRef * result, Tavlin::VRefVector *) { *result = hunger_; }
     void askTired(Tavlin::VariableRef * result, Tavlin::VRefVector *) { *result = tired_; }
     void getLoaves(Tavlin::VariableRef * result) { *result = loaves_; }
+    void getBasket(Tavlin::VariableRef * result) { *result = basket_; }
+    void getHand(Tavlin::VariableRef * result) { *result = hand_; }
 
     /// Where the villager sleeps: an object of the library, shared with the neighbours.
     void moveInto(Tavlin::TRef<Tavlin::Object> const & house) { house_ = house; }
     House const * house() const { return gcast<House>(house_.pointer()); }
 
+    /// How well the villager bakes; 1 is a baker.
+    void setSkill(float skill) { skill_ = skill; }
+    /// The channel by which the villager hears the bell at noon, for the script to lock.
+    void hearNoon(Tavlin::TRef<Tavlin::VRefObjectChannel> const & channel) { noonBell_ = channel; }
+
+    Basket * basket() const { return gcast<Basket>(basket_.pointer()); }
     int loaves() const { return static_cast<int>(loaves_); }
     int words() const { return words_; }
     float hunger() const { return hunger_; }
@@ -47,8 +60,10 @@ class Villager : public Tavlin::AgentComponent {
     float hunger_ = 2;
     float tired_ = 1;
     float loaves_ = 0; // of bread, baked so far
+    float skill_ = 1;
     int words_ = 0;
-    Tavlin::TRef<Tavlin::Object> bakery_;
+    Tavlin::TRef<Tavlin::Object> bakery_, weather_, basket_, hand_; // links
+    Tavlin::TRef<Tavlin::VRefObjectChannel> noonBell_;
     Tavlin::TRef<Tavlin::Object> house_;
 };
 

@@ -1,6 +1,8 @@
 // Making, saving and loading of the village.
 #include "World.h"
 
+#include "MarketDay.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -14,7 +16,7 @@ G_DEFINE_CREATABLE(Snapshot, "Village::Snapshot", GStreamable)
 
 namespace {
 
-constexpr unsigned char fileVersion = 2;
+constexpr unsigned char fileVersion = 3;
 constexpr long keptGenerations = 3;
 char const * const generationType = "World";
 
@@ -49,38 +51,57 @@ TRef<T> make() {
 
 } // namespace
 
-bool World::build(std::string const & script, int agents) {
+bool World::build(Settings const & settings) {
     scene_ = make<SceneObject>();
     manager_ = make<AgentManager2>();
     tower_ = make<BellTower>();
     bakery_ = make<Door>();
+    weather_ = make<Weather>();
+    market_ = make<Basket>();
     scene_->regObject("Bell", TRef<Object>(tower_.pointer()));
     scene_->regObject("Bakery", TRef<Object>(bakery_.pointer()));
+    scene_->regObject("Weather", TRef<Object>(weather_.pointer()));
+    scene_->regObject("Market", TRef<Object>(market_.pointer()));
 
     House::StockLibrary();
+    stockMarketDay();
     TRef<D_Automat> const definition = make<D_Automat>();
-    if (!GFile(script.c_str()).exists() || !definition->load(script.c_str()))
+    if (!GFile(settings.script.c_str()).exists() || !definition->load(settings.script.c_str()))
         return false;
     // Native members are reached by name from here as from a script.
-    IDispatcher::SetVRef(VariableRef(std::max(4, agents / 4)), "scene.Bakery.Seats", nullptr,
-                         nullptr);
-    for (int i = 0; i < agents; ++i) {
-        TRef<AgentShell> const agent = make<AgentShell>();
-        TRef<Villager> const body = make<Villager>();
-        TRef<Automat> const automat = definition->createNewAutomat();
-        body->moveInto(House::FromLibrary(i % House::Kinds()));
-        automat->setInheritedObject(TRef<Object>(body.pointer()));
-        agent->setMemberName(nameOf(i).c_str());
-        agent->addComponent(TRef<AgentComponent>(body.pointer()), 0.1f);
-        agent->addComponent(TRef<AgentComponent>(automat.pointer()), 0.5f);
-        // Some are quicker than others.
-        IDispatcher::SetVRef(VariableRef(0.8f + 0.05f * static_cast<float>(i % 9)), "speedFactor",
-                             TRef<Object>(agent.pointer()), nullptr);
-        agent->start();
-        enlist(agent);
-    }
+    IDispatcher::SetVRef(VariableRef(std::max(4, settings.agents / 4)), "scene.Bakery.Seats",
+                         nullptr, nullptr);
+    tower_->setMarketEvery(settings.marketEvery);
+    weather_->start(settings.weatherEvery, settings.rain);
+    for (int i = 0; i < settings.agents; ++i)
+        addVillager(i, definition);
     start();
     return true;
+}
+
+void World::addVillager(int index, TRef<D_Automat> const & definition) {
+    TRef<AgentShell> const agent = make<AgentShell>();
+    TRef<Villager> const body = make<Villager>();
+    TRef<Automat> const automat = definition->createNewAutomat();
+    TRef<AgentInventory> const goods = make<AgentInventory>();
+    TRef<Basket> const basket = make<Basket>();
+    TRef<InventorySingleSlot> const hand = make<InventorySingleSlot>();
+    basket->setMemberName("Basket");
+    hand->setMemberName("Hand");
+    goods->addSlot(TRef<InventorySlot>(basket.pointer()));
+    goods->addSlot(TRef<InventorySlot>(hand.pointer()));
+    body->moveInto(House::FromLibrary(index % House::Kinds()));
+    body->setSkill(index % 3 == 0 ? 1.0f : 0.2f);
+    automat->setInheritedObject(TRef<Object>(body.pointer()));
+    agent->setMemberName(nameOf(index).c_str());
+    agent->addComponent(TRef<AgentComponent>(body.pointer()), 0.1f);
+    agent->addComponent(TRef<AgentComponent>(goods.pointer()), "Goods", 0.3f);
+    agent->addComponent(TRef<AgentComponent>(automat.pointer()), 0.5f);
+    // Some are quicker than others.
+    IDispatcher::SetVRef(VariableRef(0.8f + 0.05f * static_cast<float>(index % 9)), "speedFactor",
+                         TRef<Object>(agent.pointer()), nullptr);
+    agent->start();
+    enlist(agent);
 }
 
 void World::enlist(TRef<AgentShell> const & agent) {
@@ -103,7 +124,14 @@ void World::enlist(TRef<AgentShell> const & agent) {
 void World::start() {
     AgentManager2::LinkAgents();
     manager_->start();
-    tower_->start();
+    tower_->start(marketBoard());
+    // Whoever is subscribed already, as after loading, gets the channel of then.
+    for (Inhabitant const & who : inhabitants_) {
+        TRef<Object> const script(who.script.pointer());
+        tower_->subscribe(BellTower::Dawn, script);
+        tower_->subscribe(BellTower::Dusk, script);
+        who.body->hearNoon(tower_->subscribe(BellTower::Noon, script));
+    }
 }
 
 void World::step(float delta) {
@@ -164,9 +192,13 @@ void World::drop() {
         scene_->unregObject("Agents");
         scene_->unregObject("Bell");
         scene_->unregObject("Bakery");
+        scene_->unregObject("Weather");
+        scene_->unregObject("Market");
     }
     tower_.empty();
     bakery_.empty();
+    weather_.empty();
+    market_.empty();
     manager_.empty();
     scene_.empty();
 }
@@ -184,7 +216,9 @@ bool World::load(ResourceFile & file) {
     manager_ = TRef<AgentManager2>(gcast<AgentManager2>(find("Agents").pointer()));
     tower_ = TRef<BellTower>(gcast<BellTower>(find("Bell").pointer()));
     bakery_ = TRef<Door>(gcast<Door>(find("Bakery").pointer()));
-    if (!manager_ || !tower_ || !bakery_) {
+    weather_ = TRef<Weather>(gcast<Weather>(find("Weather").pointer()));
+    market_ = TRef<Basket>(gcast<Basket>(find("Market").pointer()));
+    if (!manager_ || !tower_ || !bakery_ || !weather_ || !market_) {
         drop();
         return false;
     }

@@ -3,7 +3,9 @@
 #pragma once
 
 #include "Places.h"
+#include "Settings.h"
 #include "Villager.h"
+#include "Weather.h"
 
 #include <string>
 #include <vector>
@@ -38,8 +40,8 @@ class World {
     World(World const &) = delete;
     World & operator=(World const &) = delete;
 
-    /// Builds a village of `agents` villagers who run the script; false when it cannot be read.
-    bool build(std::string const & script, int agents);
+    /// Builds a village by the settings; false when its script cannot be read.
+    bool build(Settings const & settings);
     /// One pass of the main loop, `delta` seconds of game time long.
     void step(float delta);
     /// Stores everything as a new generation and commits it; the last few stay beside it. False
@@ -56,15 +58,21 @@ class World {
     std::vector<Inhabitant> & inhabitants() { return inhabitants_; }
     BellTower const * tower() const { return tower_; }
     Door const * bakery() const { return bakery_; }
+    Weather const * weather() const { return weather_; }
+    Basket * market() const { return market_; }
 
   private:
+    void addVillager(int index, Tavlin::TRef<Tavlin::D_Automat> const & definition);
     void enlist(Tavlin::TRef<Tavlin::AgentShell> const & agent);
+    /// Ties together what is there, after building as after loading.
     void start();
 
     Tavlin::TRef<Tavlin::SceneObject> scene_;
     Tavlin::TRef<Tavlin::AgentManager2> manager_;
     Tavlin::TRef<BellTower> tower_;
     Tavlin::TRef<Door> bakery_;
+    Tavlin::TRef<Weather> weather_;
+    Tavlin::TRef<Basket> market_;
     std::vector<Inhabitant> inhabitants_;
     std::string generation_;
 };

@@ -51,13 +51,22 @@ void findFiles(std::string const & script, Folder const & folder) {
     std::string const scripts = std::filesystem::absolute(script).parent_path().string();
     auto const redirection = new RedirectionFile;
     redirection->load_from_string(
-        ("*.inc *.aut = " + scripts + "\n*.houses = " + folder.path()).c_str(), 0);
+        ("*.inc *.aut = " + scripts + "\n*.library = " + folder.path()).c_str(), 0);
     fpbase::SetRedirectionFile(redirection);
 }
 
 /// Ends with the program, in front of the streams and the files below it.
 struct OpenShelves {
     ~OpenShelves() { LibraryCatalogue::ShutDown(); }
+};
+
+/// Ends behind the world, whose processes stand in its lists.
+struct Processes {
+    Processes() { ProcessManager::FullInit(); }
+    ~Processes() {
+        ProcessManager::StopTiming();
+        ProcessManager::Destroy();
+    }
 };
 
 int fail(char const * what, std::string const & file) {
@@ -71,13 +80,14 @@ int run(Village::Settings const & settings) {
     Folder const folder(settings.folder);
     findFiles(settings.script, folder);
     OpenShelves const shelves;
+    Processes const processes;
     long const frames = std::max(4L, std::lround(settings.minutes * 60 / frame));
     std::string const path = folder.file("village.world");
     ResourceFile saves(path.c_str(), GIO::ReadWriteMode);
     if (!saves.is_open() || saves.io_mode() != GIO::ReadWriteMode)
         return fail("write to", path);
     Village::World world;
-    if (!world.build(settings.script, settings.agents))
+    if (!world.build(settings))
         return fail("read the script", settings.script);
     Village::Reporter reporter(settings, frames);
     for (long i = 1; i <= frames; ++i) {
@@ -96,6 +106,8 @@ int run(Village::Settings const & settings) {
         world.drop();
         if (!world.load(saves))
             return fail("load the world from", path);
+        ProcessManager::StopTiming();
+        ProcessManager::StartTiming();
         reporter.tell("-- %s %s --", Village::say("reloaded").c_str(), world.generation().c_str());
     }
     int const meals = reporter.summary(world, frames);
