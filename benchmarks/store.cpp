@@ -1,7 +1,10 @@
 // The resource store beside SQLite, in one run: 10,000 objects of 1 KB stored and committed, looked
 // up and read in random order, and a cold open with one read. SQLite keeps one row with one BLOB
-// for each in one transaction. Neither waits for the disk: the store never does, so SQLite is told
-// not to. The store compresses what SQLite stores as it is.
+// for each in one transaction. The store compresses what SQLite stores as it is.
+//
+// Neither waits for the medium: the store does so only when it is told to, and SQLite is told not
+// to (synchronous=OFF). The rows named Durable compare both where they do wait: the store with
+// set_durable, SQLite with synchronous=FULL.
 #include "ondrel.h"
 
 #include <benchmark/benchmark.h>
@@ -98,9 +101,10 @@ std::vector<GResourceFullName> const & storeNames() {
 
 std::string const storeFile = fileName("ondrel_benchmark.res");
 
-void fillStore() {
+void fillStore(bool durable = false) {
     std::filesystem::remove(storeFile);
     ResourceFile file(storeFile.c_str(), GIO::WriteMode);
+    file.set_durable(durable);
     State state;
     for (int i = 0; i < objectCount; ++i) {
         state.bytes = states()[static_cast<std::size_t>(i)];
@@ -115,6 +119,31 @@ void StorePutAndFlush(benchmark::State & run) {
     for (auto _ : run)
         fillStore();
     run.counters["bytes"] = static_cast<double>(std::filesystem::file_size(storeFile));
+}
+
+void StoreDurablePutAndFlush(benchmark::State & run) {
+    for (auto _ : run)
+        fillStore(true);
+}
+
+/// What a game adds that saves one thing at a time.
+void flushOne(benchmark::State & run, bool durable) {
+    std::filesystem::remove(storeFile);
+    ResourceFile file(storeFile.c_str(), GIO::WriteMode);
+    file.set_durable(durable);
+    State state(states()[0]);
+    for (auto _ : run) {
+        file.put(&state, storeNames()[0], false);
+        file.flush();
+    }
+}
+
+void StoreFlushOne(benchmark::State & run) {
+    flushOne(run, false);
+}
+
+void StoreDurableFlushOne(benchmark::State & run) {
+    flushOne(run, true);
 }
 
 void StoreFind(benchmark::State & run) {
@@ -146,6 +175,9 @@ void StoreColdOpen(benchmark::State & run) {
 }
 
 BENCHMARK(StorePutAndFlush)->Unit(benchmark::kMillisecond);
+BENCHMARK(StoreDurablePutAndFlush)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(StoreFlushOne)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(StoreDurableFlushOne)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(StoreFind)->Unit(benchmark::kMillisecond);
 BENCHMARK(StoreRead)->Unit(benchmark::kMillisecond);
 BENCHMARK(StoreColdOpen)->Unit(benchmark::kMillisecond);
@@ -156,9 +188,9 @@ std::string const tableFile = fileName("ondrel_benchmark.sqlite");
 
 class Table {
   public:
-    Table() {
+    explicit Table(bool durable = false) {
         sqlite3_open(tableFile.c_str(), &database_);
-        sqlite3_exec(database_, "PRAGMA synchronous=OFF", nullptr, nullptr, nullptr);
+        run(durable ? "PRAGMA synchronous=FULL" : "PRAGMA synchronous=OFF");
     }
     ~Table() {
         for (sqlite3_stmt * const statement : statements_)
@@ -196,9 +228,9 @@ void bindName(sqlite3_stmt * statement, int number) {
     sqlite3_bind_text(statement, 1, name.data(), static_cast<int>(name.size()), SQLITE_STATIC);
 }
 
-void fillTable() {
+void fillTable(bool durable = false) {
     std::filesystem::remove(tableFile);
-    Table table;
+    Table table(durable);
     table.run("CREATE TABLE resources (name TEXT PRIMARY KEY, bytes BLOB)");
     table.run("BEGIN");
     sqlite3_stmt * const insert = table.prepare("INSERT INTO resources VALUES (?, ?)");
@@ -232,6 +264,33 @@ void SQLitePutAndCommit(benchmark::State & run) {
     run.counters["bytes"] = static_cast<double>(std::filesystem::file_size(tableFile));
 }
 
+void SQLiteDurablePutAndCommit(benchmark::State & run) {
+    for (auto _ : run)
+        fillTable(true);
+}
+
+void commitOne(benchmark::State & run, bool durable) {
+    std::filesystem::remove(tableFile);
+    Table table(durable);
+    table.run("CREATE TABLE resources (name TEXT PRIMARY KEY, bytes BLOB)");
+    sqlite3_stmt * const insert = table.prepare("INSERT OR REPLACE INTO resources VALUES (?, ?)");
+    std::string const & bytes = states()[0];
+    bindName(insert, 0);
+    sqlite3_bind_blob(insert, 2, bytes.data(), static_cast<int>(bytes.size()), SQLITE_STATIC);
+    for (auto _ : run) { // each statement is a transaction
+        sqlite3_step(insert);
+        sqlite3_reset(insert);
+    }
+}
+
+void SQLiteCommitOne(benchmark::State & run) {
+    commitOne(run, false);
+}
+
+void SQLiteDurableCommitOne(benchmark::State & run) {
+    commitOne(run, true);
+}
+
 void SQLiteFind(benchmark::State & run) {
     fillTable();
     Table table;
@@ -262,6 +321,9 @@ void SQLiteColdOpen(benchmark::State & run) {
 }
 
 BENCHMARK(SQLitePutAndCommit)->Unit(benchmark::kMillisecond);
+BENCHMARK(SQLiteDurablePutAndCommit)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(SQLiteCommitOne)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(SQLiteDurableCommitOne)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(SQLiteFind)->Unit(benchmark::kMillisecond);
 BENCHMARK(SQLiteRead)->Unit(benchmark::kMillisecond);
 BENCHMARK(SQLiteColdOpen)->Unit(benchmark::kMillisecond);

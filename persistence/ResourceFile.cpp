@@ -185,6 +185,14 @@ void ResourceFile::mark_as_modified() {
         server_->mark_as_modified();
 }
 
+bool ResourceFile::set_durable(bool durable) {
+    return server_ && server_->set_durable(durable);
+}
+
+bool ResourceFile::is_durable() const {
+    return server_ && server_->is_durable();
+}
+
 void ResourceFile::empty() {
     if (server_)
         server_->empty();

@@ -4,7 +4,8 @@
 //
 // The file is a log. Objects are appended, `flush` appends the directory, and only then do they
 // count: what was flushed survives whatever happens to the process or the disk later, but for
-// `pack`, which alone rewrites in place.
+// `pack`, which alone rewrites in place. Whether it also survives a loss of power is a matter of
+// set_durable.
 #pragma once
 
 #include "foundation/GCallBackList.h"
@@ -62,6 +63,13 @@ class ONDREL_API ResourceFile : public GStreamable {
     bool is_modified() const;
     /// Makes the next flush write.
     void mark_as_modified();
+
+    /// Whether a flush waits until what it commits is on the medium, and so outlives a loss of
+    /// power as well as the end of the process. It takes a flush as long as the medium needs,
+    /// twice. Off at first; it holds for all handles on the file while the file is open. When it is
+    /// turned on, what was committed before is brought there; false when that fails.
+    bool set_durable(bool durable);
+    bool is_durable() const;
 
     void set_current_directory(GResourcePath const & path);
     GResourcePath const & get_current_directory() const { return current(); }

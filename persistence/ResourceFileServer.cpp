@@ -36,6 +36,19 @@ bool ResourceFileServer::is_modified() const {
     return modified_;
 }
 
+bool ResourceFileServer::is_durable() const {
+    GSingleLock const lock(lock_);
+    return durable_;
+}
+
+bool ResourceFileServer::set_durable(bool durable) {
+    GSingleLock const lock(lock_);
+    if (durable && !durable_ && writable() && !stream_->sync())
+        return false;
+    durable_ = durable;
+    return true;
+}
+
 void ResourceFileServer::mark_as_modified() {
     GSingleLock const lock(lock_);
     modified_ = true;
@@ -85,9 +98,10 @@ bool ResourceFileServer::commit() {
         stream_->writePointer(root_.get());
     }
     stream_->flush();
-    if (!ends_in_reach(stream_->tellp() - basePosition_, 2 * trailerSize))
+    // What a trailer leads to is there before it, whatever order the system writes in.
+    if (!ends_in_reach(stream_->tellp() - basePosition_, 2 * trailerSize) || !reaches_medium())
         return false;
-    if (!write_trailers(directory)) {
+    if (!write_trailers(directory) || !reaches_medium()) {
         // The first one may be whole. It must not lead into what will be written here next. While
         // packing, the directory that counts may lie behind.
         stream_->change_size(basePosition_ + std::max(directory, committedEnd_));
@@ -100,6 +114,14 @@ bool ResourceFileServer::commit() {
         return false;
     modified_ = false;
     return true;
+}
+
+/// Where the host wants it, waits for the medium.
+bool ResourceFileServer::reaches_medium() {
+    if (!durable_ || stream_->sync())
+        return true;
+    stream_->setstate(pstream::WriteFailedBit);
+    return false;
 }
 
 bool ResourceFileServer::write_trailers(long directory) {
@@ -132,7 +154,7 @@ bool ResourceFileServer::write_header() {
         writeMagic(*stream_);
     stream_->writeDWord(currentFormat);
     stream_->flush();
-    if (!stream_->good())
+    if (!stream_->good() || !reaches_medium())
         return false;
     header_ = Header::Current;
     return true;

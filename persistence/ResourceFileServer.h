@@ -36,6 +36,8 @@ class ONDREL_API ResourceFileServer {
     GIO::IOOpenMode io_mode() const { return stream_->io_mode(); }
     bool is_modified() const;
     void mark_as_modified();
+    bool is_durable() const;
+    bool set_durable(bool durable);
     /// Where the section begins in the file, and where in the section the next block goes.
     long base_position() const { return basePosition_; }
     long end_position() const { return endPosition_; }
@@ -102,6 +104,7 @@ class ONDREL_API ResourceFileServer {
     // Committing.
     bool commit();
     bool write_trailers(long directory);
+    bool reaches_medium();
     bool write_header();
     bool ends_in_reach(long end, long more);
     bool seek_to(long position, GIO::IOOpenMode mode);
@@ -153,6 +156,7 @@ class ONDREL_API ResourceFileServer {
     long committedEnd_ = 0; // of the last trailer, as far as it is known
     TGCollection<ResourceFile> clients_{0, 2, 0};
     bool modified_ = false;
+    bool durable_ = false; // commits wait for the medium
     bool used_ = false;
     bool busy_ = false; // a block is under way
     bool committedOnOpening_ = false;

@@ -26,6 +26,8 @@ class ONDREL_API zpbase : public virtual pstream {
     void open(char const * name, int mode, unsigned short speed);
     /// As in every stream; what the file did not take of a compressed stretch counts as well.
     void flush();
+    /// Waits until what was flushed is on the medium; false when that cannot be told.
+    bool sync() { return getFileIO() && getFileIO()->sync(); }
     /// Ends the stretch, writes out what is held back and closes; the state is 0 afterwards. Who
     /// must know whether all was written asks for the state after a flush.
     void close();

@@ -5,6 +5,7 @@
 #include "resource_support.h"
 #include "tests/TemporaryDirectory.h"
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <filesystem>
@@ -260,6 +261,49 @@ TEST_F(ResourceFileCrash, AFailedCommitAndThenAKilledProcess) {
         ResourceFile file(fileName().c_str(), GIO::ReadWriteMode);
         EXPECT_EQ(get(file, "a,A"), "first");
         EXPECT_FALSE(directory_.has("file.res.damaged"));
+    }
+}
+
+/// Of what was written behind the last wait for the medium, any part may be missing.
+TEST_F(ResourceFileCrash, ALossOfPowerAfterADurableCommit) {
+    std::vector<disk::Event> events;
+    std::vector<std::size_t> committed; // events up to the end of each commit
+    {
+        ResourceFile file(fileName().c_str(), GIO::WriteMode);
+        ASSERT_TRUE(file.set_durable(true));
+        events.push_back({false, 0, directory_.content("file.res")});
+        disk::record(&events);
+        for (int commit = 1; commit <= 3; ++commit) {
+            ASSERT_TRUE(advance(file, commit));
+            committed.push_back(events.size());
+        }
+        disk::record(nullptr);
+    }
+    std::mt19937 random(3);
+    std::size_t synced = 1;
+    for (std::size_t now = 1; now <= events.size(); ++now) {
+        if (events[now - 1].isSync)
+            synced = now;
+        for (int variant = 0; variant < 12; ++variant) {
+            SCOPED_TRACE(testing::Message() << now << " events, variant " << variant);
+            std::string bytes;
+            for (std::size_t i = 0; i < now; ++i) {
+                disk::Event const & event = events[i];
+                if (i >= synced && variant > 0 && random() % 2 != 0)
+                    continue;
+                auto const end = static_cast<std::size_t>(event.position) + event.bytes.size();
+                bytes.resize(std::max(bytes.size(), end));
+                bytes.replace(static_cast<std::size_t>(event.position), event.bytes.size(),
+                              event.bytes);
+            }
+            clean();
+            directory_.put("file.res", bytes);
+            auto const commits = std::count_if(committed.begin(), committed.end(),
+                                               [&](std::size_t end) { return end <= now; });
+            Content const content = contentOf(fileName());
+            ASSERT_TRUE(content == generation(static_cast<int>(commits)) ||
+                        content == generation(static_cast<int>(commits) + 1));
+        }
     }
 }
 

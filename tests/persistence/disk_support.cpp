@@ -10,8 +10,13 @@ namespace {
 
 long g_room = -1, g_failing = -1, g_killing = -1, g_calls = 0, g_bytes = 0;
 int g_half = 0;
+std::vector<disk::Event> * g_events = nullptr;
 
 } // namespace
+
+void disk::record(std::vector<Event> * events) {
+    g_events = events;
+}
 
 void disk::fillAfter(long bytes) {
     g_room = bytes;
@@ -86,6 +91,16 @@ extern "C" ssize_t pwrite64(int file, void const * data, size_t count, off64_t p
         ::lseek64(file, position, SEEK_SET);
         ssize_t const done = ::syscall(SYS_write, file, data, some);
         ::lseek64(file, before, SEEK_SET);
+        if (g_events && done > 0)
+            g_events->push_back(
+                {false, static_cast<long>(position),
+                 std::string(static_cast<char const *>(data), static_cast<size_t>(done))});
         return done;
     });
+}
+
+extern "C" int fsync(int file) {
+    if (g_events)
+        g_events->push_back({true, 0, {}});
+    return static_cast<int>(::syscall(SYS_fsync, file));
 }

@@ -2,7 +2,19 @@
 // three standard ones.
 #pragma once
 
+#include <string>
+#include <vector>
+
 namespace disk {
+
+/// A write, or a wait until all writes before are on the medium.
+struct Event {
+    bool isSync;
+    long position;
+    std::string bytes;
+};
+/// Gathers what happens, until it is told null.
+void record(std::vector<Event> * events);
 
 /// Takes so many bytes more, then none; a last write is cut short. -1 for all there are.
 void fillAfter(long bytes);
