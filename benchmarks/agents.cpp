@@ -4,6 +4,7 @@
 //
 // The counter "per_agent" is seconds per agent and step, "allocations" heap allocations per game
 // step once warm.
+#include "benchmarks/RunBenchmarks.h"
 #include "ondrel.h"
 
 #include <benchmark/benchmark.h>
@@ -213,10 +214,5 @@ int main(int argc, char ** argv) {
 #if !defined(ONDREL_HAVE_LUA)
     std::puts("Lua 5.4 was not found when this was built: its side is left out.");
 #endif
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return runBenchmarks(argc, argv);
 }

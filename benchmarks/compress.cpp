@@ -2,6 +2,7 @@
 // an executable and noise. "ratio" is the size of the stream by that of the data; the rate is that
 // of the data. Both sides are handed all the data at once and keep nothing from one run to the
 // next.
+#include "benchmarks/RunBenchmarks.h"
 #include "ondrel.h"
 
 #include <benchmark/benchmark.h>
@@ -194,10 +195,5 @@ int main(int argc, char ** argv) {
         enter<ZlibSide>("zlib", name, data);
 #endif
     }
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return runBenchmarks(argc, argv);
 }

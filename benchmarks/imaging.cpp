@@ -2,6 +2,7 @@
 // added one by one, two regions of 1,000 each united and cut with each other, and a region cut with
 // 1,000 rectangles one by one. "small" rectangles measure up to 128 pixels on a plane of 4096 by
 // 4096, "large" ones up to 1024. Both sides give the same number of pixels, or the run says so.
+#include "benchmarks/RunBenchmarks.h"
 #include "ondrel.h"
 
 #include <benchmark/benchmark.h>
@@ -178,10 +179,5 @@ int main(int argc, char ** argv) {
 #else
     std::puts("pixman was not found when this was built: its side is left out.");
 #endif
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return runBenchmarks(argc, argv);
 }

@@ -6,6 +6,7 @@
 //
 // "peak" is the most memory that a load takes, and "graph" what remains of it once the stream is
 // gone; "stream" is the size of what was saved, all in bytes.
+#include "benchmarks/RunBenchmarks.h"
 #include "ondrel.h"
 
 #include <benchmark/benchmark.h>
@@ -593,10 +594,5 @@ int main(int argc, char ** argv) {
 #else
     std::puts("Boost.Serialization was not found when this was built: its side is left out.");
 #endif
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return runBenchmarks(argc, argv);
 }
