@@ -123,4 +123,6 @@
 #include "kvt_grph/Colors.h"
 #include "kvt_grph/GPalette.h"
 #include "kvt_grph/GRegion.h"
+#include "kvt_grph/GTools.h"
 #include "kvt_grph/PixelMap.h"
+#include "kvt_grph/PixelMapTools.h"
