@@ -119,10 +119,12 @@
 #include "tavlinmid/TextDictionary.h"
 
 #include "kvt_grph/AbstractImage.h"
+#include "kvt_grph/AbstractImageReaderWriter.h"
 #include "kvt_grph/ColorCollection.h"
 #include "kvt_grph/Colors.h"
 #include "kvt_grph/GPalette.h"
 #include "kvt_grph/GRegion.h"
 #include "kvt_grph/GTools.h"
+#include "kvt_grph/ImageHelpers.h"
 #include "kvt_grph/PixelMap.h"
 #include "kvt_grph/PixelMapTools.h"

@@ -93,7 +93,8 @@ class ONDREL_API AbstractImageReaderWriter : public GStreamable {
     /// The codec for a stream, whose position stays; owned by the caller, null when there is none.
     static AbstractImageReaderWriter * GetReader(ipstream & in);
     /// The head of the file in the stream, whose position stays. `used` receives the codec: one of
-    /// the list, or in the second form one that the caller owns. Null when there is none.
+    /// the list, or in the second form one that the caller owns. Both are null when no codec knows
+    /// the stream, or the one that does cannot read it.
     static FileImageInfo * ReadInfo(ipstream & in, ImageReaderWriterList & list,
                                     AbstractImageReaderWriter ** used);
     static FileImageInfo * ReadInfo(ipstream & in, AbstractImageReaderWriter ** used);

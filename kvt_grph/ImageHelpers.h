@@ -7,6 +7,8 @@
 
 #include <memory>
 
+struct RGBA_Color;
+
 class ONDREL_API ImageDecodingHelper {
   public:
     ImageDecodingHelper(ImageDecodingHelper const &) = delete;
@@ -46,6 +48,7 @@ class ONDREL_API ImageDecodingHelper {
     Conversion convert_ = nullptr;                 // null when nothing is to be converted
     GPalette const * palette_ = nullptr;           // that the conversion uses
     std::unique_ptr<unsigned char[]> decodeTable_; // from index to index
+    std::unique_ptr<RGBA_Color[]> colors_;         // of the source's indices
     MapFormat sourceLayout_ = 0;
     MapFormat targetLayout_ = 0;
     std::unique_ptr<unsigned char[]> lineBuffer_;
@@ -62,7 +65,8 @@ class ONDREL_API ImageReadHelper : public ImageDecodingHelper {
     ImageReadHelper(AbstractImage & image, MapFormat fileFormat, int width, int height,
                     GPalette const * palette, GPoint origin, GPoint size);
     ~ImageReadHelper();
-    /// Takes `count` pixels in the layout of the file; (x, y) counts in the file.
+    /// Takes `count` pixels in the layout of the file; (x, y) counts in the file. What lies outside
+    /// of the window is left out.
     void set_line(int x, int y, int count, unsigned char * pixels);
 
   private:
@@ -78,7 +82,8 @@ class ONDREL_API ImageWriteHelper : public ImageDecodingHelper {
     ImageWriteHelper(AbstractImage const & image, MapFormat fileFormat, int width, int height,
                      GPalette const * palette, GPoint origin, GPoint size);
     ~ImageWriteHelper();
-    /// Fetches `count` pixels in the layout of the file; (x, y) counts in the file.
+    /// Fetches `count` pixels in the layout of the file; (x, y) counts in the file. Those outside
+    /// of the window are left as they are.
     void get_line(int x, int y, int count, unsigned char * pixels);
 
   private:
