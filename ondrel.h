@@ -127,4 +127,5 @@
 #include "kvt_grph/GTools.h"
 #include "kvt_grph/ImageHelpers.h"
 #include "kvt_grph/PixelMap.h"
+#include "kvt_grph/PixelMapSequence.h"
 #include "kvt_grph/PixelMapTools.h"
