@@ -3,6 +3,8 @@
 
 #include "persistence/pstream.h"
 
+#include <algorithm>
+
 namespace Tavlin {
 
 G_DEFINE_CLASS(ISetModifyActivator, "Tavlin::ISetModifyActivator", AUnknown)
@@ -81,33 +83,38 @@ void ModifyActivator::read(ipstream & in) {
     setSource(TRef<Object>(static_cast<Object *>(source)));
 }
 
-ActivatorIterator::ActivatorIterator(TRef<Object> const & object)
-    : notifyer_(notifyerOf(object)), count_(notifyer_ ? notifyer_->getPostCount() : 0) {
-    find(0);
+ActivatorIterator::ActivatorIterator(TRef<Object> const & object) : notifyer_(notifyerOf(object)) {
+    first();
 }
 
 void ActivatorIterator::first() {
-    count_ = notifyer_ ? notifyer_->getPostCount() : 0;
     find(0);
 }
 
 void ActivatorIterator::operator++(int) {
-    if (*this)
-        find(index_ + 1);
+    if (index_ < 0)
+        return;
+    // Others may have left in front of the current one. Where that has left itself, the next one
+    // has taken its place.
+    int place = std::min(index_, notifyer_->getPostCount() - 1);
+    while (place >= 0 && (!current_ || notifyer_->getPost(place) != current_.pointer()))
+        --place;
+    find(place >= 0 ? place + 1 : index_);
 }
 
 void ActivatorIterator::find(int from) {
-    for (index_ = from; index_ < count_; ++index_)
-        if (gcast<ModifyActivator::Callback>(notifyer_->getPost(index_)))
-            return;
+    current_ = nullptr;
     index_ = -1;
+    int const count = notifyer_ ? notifyer_->getPostCount() : 0;
+    for (int i = from; i < count && index_ < 0; ++i) {
+        current_ = gcast<ModifyActivator::Callback>(notifyer_->getPost(i));
+        if (current_)
+            index_ = i;
+    }
 }
 
 TRef<ModifyActivator> ActivatorIterator::get() const {
-    if (!*this)
-        return nullptr;
-    return TRef<ModifyActivator>(
-        gcast<ModifyActivator::Callback>(notifyer_->getPost(index_))->owner);
+    return current_ ? current_->owner : nullptr;
 }
 
 } // namespace Tavlin

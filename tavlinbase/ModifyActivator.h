@@ -2,6 +2,7 @@
 // They keep the source and not the destination, so a world can drop what they act on.
 #pragma once
 
+#include "foundation/GPointer.h"
 #include "tavlinbase/ExternalRef.h"
 #include "tavlinbase/Notifyer.h"
 #include "tavlinbase/TavlinObject.h"
@@ -46,11 +47,12 @@ class ONDREL_API ModifyActivator : public Object {
     /// Asked once there is a source.
     virtual bool canBeDestination(TRef<Object> const & object) = 0;
 
-    /// Moves the activator to another source, which must have an ISetModifyActivator; null leaves
-    /// the present one. Always true.
+    /// Moves the activator from its present source to this one, which must have an
+    /// ISetModifyActivator, or be null. Always true.
     bool setSource(TRef<Object> const & object);
-    /// False, with nothing changed, when the object cannot be the destination. Null leaves the
-    /// present one. The object gets the interface that tells when it goes, if it has none.
+    /// False, with nothing changed, when there is a source and the object, which may be null,
+    /// cannot be the destination. The object gets the interface that tells when it goes, if it has
+    /// none.
     bool setDestination(TRef<Object> const & object);
     TRef<Object> const & getSource() const { return source_; }
     /// Null when there is none, or it has gone.
@@ -79,16 +81,17 @@ class ONDREL_API ModifyActivator : public Object {
     Callback callback_;
 };
 
-/// Walks over the activators of a source; other callbacks on its notifier are passed over. While it
-/// walks, activators must not come or go.
+/// Walks over the activators of a source, the oldest first; other callbacks on its notifier are
+/// passed over. Activators may come and go meanwhile; the source must stay.
 class ONDREL_API ActivatorIterator {
   public:
+    /// Stands on the first one. An object without ISetModifyActivator, or null, has none.
     explicit ActivatorIterator(TRef<Object> const & object);
 
     void first();
     void operator++(int);
-    explicit operator bool() const { return notifyer_ && index_ >= 0; }
-    /// Null at the end.
+    explicit operator bool() const { return index_ >= 0; }
+    /// Null at the end, and when the one that the walk stands on has gone.
     TRef<ModifyActivator> get() const;
 
   private:
@@ -96,7 +99,7 @@ class ONDREL_API ActivatorIterator {
 
     int index_ = -1;
     Notifyer * notifyer_ = nullptr;
-    int count_ = 0;
+    TGPointer<ModifyActivator::Callback> current_;
 };
 
 } // namespace Tavlin
