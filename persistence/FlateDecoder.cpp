@@ -13,6 +13,21 @@ namespace {
 constexpr std::int32_t minMatch = 3;
 constexpr std::uint32_t chunk = 16;
 
+/// How many of the next four items are literals before the first match.
+inline std::int32_t literalsOfFour(unsigned short const * code) {
+    std::uint64_t words;
+    std::memcpy(&words, code, sizeof words);
+    int const zeros = std::endian::native == std::endian::little ? std::countr_zero(words)
+                                                                 : std::countl_zero(words);
+    return zeros / 16;
+}
+
+inline bool areEightLiterals(unsigned short const * code) {
+    std::uint64_t words[2];
+    std::memcpy(words, code, sizeof words);
+    return (words[0] | words[1]) == 0;
+}
+
 } // namespace
 
 void FlateDecoder::start() {
@@ -70,6 +85,25 @@ bool FlateDecoder::decodeUpTo(std::int32_t end, GHuffmanBufferedIO & items) {
         unsigned short const * code = items.codes() + (value - items.getBuffer());
         bool isRefused = false;
         while (position < end && value != last) {
+            // Four literals at a time, and what comes before a match with it: to ask each item
+            // what it is would be a guess each time.
+            if (last - value >= 4) {
+                std::memcpy(window + position, value, 4);
+                std::int32_t const literals = literalsOfFour(code);
+                position += literals;
+                value += literals;
+                code += literals;
+                if (literals == 4) {
+                    // Which may be the beginning of many.
+                    while (last - value >= 8 && end - position >= 8 && areEightLiterals(code)) {
+                        std::memcpy(window + position, value, 8);
+                        position += 8;
+                        value += 8;
+                        code += 8;
+                    }
+                    continue;
+                }
+            }
             std::int32_t const distance = *code++;
             std::int32_t const byte = *value++;
             if (distance == 0) {

@@ -1,8 +1,11 @@
 // Most items are decoded where the window holds two words or more, without a look at its end; the
-// last ones of a window, and what follows where the device refills it, go bit by bit.
+// last ones of a window, and what follows where the device refills it, go bit by bit. Data without
+// any pattern get codes of eight bits for nearly all literals; these are decoded eight at a time,
+// as if there were no others, since otherwise each would wait for the length of the one before.
 #include "persistence/HuffmanReader.h"
 
 #include <algorithm>
+#include <bit>
 
 namespace huffman {
 
@@ -44,6 +47,8 @@ constexpr auto distanceEntries = [] {
         entries[c] = entryOf(distanceTable.base[c] + 1u, distanceExtraBits[c]);
     return entries;
 }();
+
+constexpr std::uint64_t eightBytes = 0x0101010101010101;
 
 /// The symbols of a code in the order of their codes.
 struct Sorted {
@@ -215,9 +220,72 @@ bool BlockReader::readTables() {
 }
 
 long BlockReader::readCoded(unsigned char * values, unsigned short * distances, long room) {
-    return readTables() ? readItems(values, distances, room) : -1;
+    if (!readTables())
+        return -1;
+    lookForBytes();
+    return notByte_ != 0 ? readItems<true>(values, distances, room)
+                         : readItems<false>(values, distances, room);
 }
 
+/// Codes are in the order of their lengths, then of their symbols, literals first. So where those
+/// of a byte begin with a literal, all are literals up to the last that is one; behind them are the
+/// longer codes, whose first eight bits begin with many ones.
+void BlockReader::lookForBytes() {
+    auto const isLiteral = [&](unsigned byte) {
+        return (literals_.entries[byte] & (literalFlag | 0xFF)) == (literalFlag | 8);
+    };
+    notByte_ = 0;
+    if (!isLiteral(0))
+        return;
+    // With fewer than five ones there are too many of the others.
+    unsigned ones = 8;
+    while (ones >= 5 && !isLiteral(0xFF ^ 1u << (ones - 1)))
+        --ones;
+    if (ones < 5)
+        return;
+    notByte_ = eightBytes * ((1u << ones) - 1);
+    for (unsigned byte = 0; byte < 256; ++byte)
+        byteLiterals_[byte] = static_cast<std::uint8_t>(literals_.entries[byte] >> 16);
+}
+
+/// Literals up to one whose code is longer, or to the last bytes of the window.
+long BlockReader::readBytes(BitSource & source, unsigned char * values, unsigned short * distances,
+                            long room) const {
+    constexpr std::uint64_t low = eightBytes * 0x7F;
+    unsigned char const * in = source.in - (source.count >> 3);
+    unsigned const shift = source.count & 7;
+    std::uint64_t const shiftMask = (1u << shift) - 1;
+    std::uint64_t carry = source.bits & shiftMask;
+    long count = 0;
+    while (source.end - in >= 8 && room - count >= 8) {
+        std::uint64_t next;
+        std::memcpy(&next, in, sizeof next);
+        next = littleEndian(next);
+        std::uint64_t const bytes = carry | next << shift;
+        for (unsigned i = 0; i < 8; ++i)
+            values[count + i] = byteLiterals_[bytes >> 8 * i & 0xFF];
+        std::memset(distances + count, 0, 8 * sizeof *distances);
+        // The top bits are set in those that are all zeros now.
+        std::uint64_t const rest = ~bytes & notByte_;
+        std::uint64_t const others = ~(((rest & low) + low) | rest | low);
+        if (others != 0) {
+            auto const good = static_cast<unsigned>(std::countr_zero(others)) / 8;
+            carry = bytes >> 8 * good & shiftMask;
+            in += good;
+            count += good;
+            break;
+        }
+        carry = next >> 1 >> (63 - shift);
+        in += 8;
+        count += 8;
+    }
+    source.in = in;
+    source.bits = carry;
+    source.count = shift;
+    return count;
+}
+
+template <bool HasBytes>
 long BlockReader::readItems(unsigned char * values, unsigned short * distances, long room) {
     long count = 0;
     auto const literal = [&](Entry entry) {
@@ -230,6 +298,11 @@ long BlockReader::readItems(unsigned char * values, unsigned short * distances, 
         // One refill serves two literals, or one and a length; the 16 bytes serve another refill
         // for the distance.
         while (fast.end - fast.in >= 16 && room - count >= 2) {
+            if constexpr (HasBytes) {
+                count += readBytes(fast, values + count, distances + count, room - count);
+                if (fast.end - fast.in < 16 || room - count < 2)
+                    break;
+            }
             fast.refill();
             Entry entry = literals_.find(fast.bits);
             if (entry & literalFlag) {

@@ -61,12 +61,20 @@ class BlockReader {
     bool readTable(Table & table, unsigned count, Entry const * symbols);
     template <class Table>
     static Entry take(BitSource & source, Table const & table, unsigned & value);
+    template <bool HasBytes>
     long readItems(unsigned char * values, unsigned short * distances, long room);
+    void lookForBytes();
+    long readBytes(BitSource & source, unsigned char * values, unsigned short * distances,
+                   long room) const;
 
     BitSource source_;
     DecodeTable<literalSymbols, 10, maxCodeBits> literals_;
     DecodeTable<distanceSymbols, 8, maxCodeBits> distances_;
     DecodeTable<runSymbols, maxRunCodeBits, maxRunCodeBits> runs_;
+    /// Where nearly all codes are literals of eight bits: which literal a byte is the code of, and
+    /// in every byte the low bits that are all ones where it is none. 0 in other blocks.
+    std::uint64_t notByte_ = 0;
+    std::array<std::uint8_t, 256> byteLiterals_;
 };
 
 } // namespace huffman

@@ -566,6 +566,28 @@ TEST(GFlateBufferedIO, EveryDistanceAndLengthIsCopied) {
     EXPECT_TRUE(expanded(Bits().plainBlock(items).end()) == data);
 }
 
+TEST(GFlateBufferedIO, LiteralsOfNearlyEvenLengthComeBack) {
+    std::mt19937 random(5);
+    for (unsigned const rare : {0, 1, 3, 7, 15, 40}) { // values with a longer code
+        std::string data;
+        while (data.size() < 70000) {
+            unsigned const value = random() % 256;
+            if (value >= rare || random() % 4 == 0)
+                data += static_cast<char>(value);
+            if (random() % 500 == 0 && data.size() > 300) // a match among them
+                data += data.substr(data.size() - 300, 3 + random() % 20);
+        }
+        std::string const stream = compressed(data);
+        for (long const window : {17L, 100L, 70001L}) {
+            auto * const memory = new GMemoryIO(0);
+            memory->gwrite(stream.data(), static_cast<long>(stream.size()));
+            memory->gseek(0, GIO::FromStart);
+            GFlateBufferedIO flate(new GBufferedIO(memory, window));
+            EXPECT_TRUE(readAll(flate) == data) << rare << ' ' << window;
+        }
+    }
+}
+
 TEST(GFlateBufferedIO, DamagedStreamsEnd) {
     std::string const stream = compressed(mixedData(41, 100000), 6);
     std::mt19937 random(19);
