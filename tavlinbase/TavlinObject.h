@@ -67,6 +67,7 @@ class ONDREL_API Object : public virtual RefCounter {
     Object * reg();
     /// Takes the object out; raises Error when its class has no set.
     void unreg();
+    bool isRegistered() const { return registeredClass_ != nullptr; }
     RefCounter * registerCreated() override;
     /// How far `a` stands behind `b`, in things of `size` bytes; 0 only for the same address. The
     /// comparison of objects that are equal to no other.

@@ -48,6 +48,13 @@ float nowOf(Process::Type type) {
 } // namespace
 
 Process::~Process() {
+    leaveAll();
+    // Those who are told of it still see a process.
+    if (isRegistered())
+        unreg();
+}
+
+void Process::leaveAll() {
     std::lock_guard const lock(guard);
     // A destructor must not throw, so this is the one place that only logs.
     if (!isValid(type_))
@@ -83,13 +90,20 @@ void Process::stop() {
 }
 
 void Process::go(float now) {
-    TRef<Process> const hold(this); // the step may drop the last reference
+    // The step may drop the last reference. One that throws leaves this one standing: a process is
+    // not ended in the midst of its work, and whoever catches it can still look at it.
+    union Hold {
+        explicit Hold(Process * process) : reference(process) {}
+        ~Hold() {}
+        TRef<Process> reference;
+    } hold(this);
     passed_ = now - lastStep_;
     if (!(passed_ < frequency_)) {
         step(now);
         lastStep_ = now;
         ran_.fire();
     }
+    hold.reference.empty();
 }
 
 int Process::compare(Object const & other) const {
@@ -120,6 +134,10 @@ void Process::read(ipstream & in) {
 }
 
 ProcessList::~ProcessList() {
+    for (Round * round = rounds_; round; round = round->outer) {
+        round->next = 0;
+        round->ended = true;
+    }
     for (long i = 0; i < getCount(); ++i)
         at(i)->entries_ = 0;
     shut_down();

@@ -51,7 +51,8 @@ class ONDREL_API Process : public Object, public ISetModifyActivator {
 
   protected:
     Process() = default;
-    /// Runs the step if its interval is over. An interval that was overshot is not carried over.
+    /// Runs the step if its interval is over. An interval that was overshot is not carried over. A
+    /// process that nobody holds when its turn is over ends then.
     void go(float now);
     /// The work, at `now` of the clock. It may stop or release this and any other process.
     virtual void step(float now) = 0;
@@ -62,6 +63,7 @@ class ONDREL_API Process : public Object, public ISetModifyActivator {
   private:
     friend class ProcessManager;
     friend class ProcessList;
+    void leaveAll();
 
     class Ran : public Notifyer {
       public:
@@ -98,13 +100,17 @@ class ONDREL_API ProcessList : public TGCollection<Process> {
         explicit Round(ProcessList & l) : list(l), next(l.getCount()), outer(l.rounds_) {
             l.rounds_ = this;
         }
-        ~Round() { list.rounds_ = outer; }
+        ~Round() {
+            if (!ended)
+                list.rounds_ = outer;
+        }
         Round(Round const &) = delete;
         Round & operator=(Round const &) = delete;
 
         ProcessList & list;
         long next;
         Round * outer;
+        bool ended = false; // the list has gone
     };
 
     Round * rounds_ = nullptr; // the innermost
