@@ -122,6 +122,8 @@
 #include "kvt_grph/AbstractImageReaderWriter.h"
 #include "kvt_grph/ColorCollection.h"
 #include "kvt_grph/Colors.h"
+#include "kvt_grph/GAVICompressionOptions.h"
+#include "kvt_grph/GAVIFile.h"
 #include "kvt_grph/GPalette.h"
 #include "kvt_grph/GRegion.h"
 #include "kvt_grph/GTools.h"
