@@ -120,6 +120,7 @@
 
 #include "kvt_grph/AbstractImage.h"
 #include "kvt_grph/AbstractImageReaderWriter.h"
+#include "kvt_grph/Bmp_rdwr.h"
 #include "kvt_grph/ColorCollection.h"
 #include "kvt_grph/Colors.h"
 #include "kvt_grph/GAVICompressionOptions.h"
