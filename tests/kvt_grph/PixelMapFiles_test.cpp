@@ -1,0 +1,118 @@
+#include "kvt_grph/PixelMap.h"
+
+#include "../TemporaryDirectory.h"
+#include "../foundation/StreamBytes.h"
+#include "foundation/GException.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+using namespace stream_bytes;
+
+namespace {
+
+/// Two by two pixels of 24 bits, the bottom row first: blue and white, red and green above.
+std::string bitmap() {
+    return hex("424d 46000000 0000 0000 36000000"
+               "28000000 02000000 02000000 0100 1800 00000000 00000000"
+               "00000000 00000000 00000000 00000000"
+               "ff0000 ffffff 0000 0000ff 00ff00 0000");
+}
+
+RGB_Color const red(255, 0, 0), green(0, 255, 0), blue(0, 0, 255), white(255, 255, 255);
+
+void expectPicture(PixelMap const & map) {
+    ASSERT_EQ(map.get_width(), 2);
+    ASSERT_EQ(map.get_height(), 2);
+    EXPECT_EQ(map.get_pixel(0, 0), red);
+    EXPECT_EQ(map.get_pixel(1, 0), green);
+    EXPECT_EQ(map.get_pixel(0, 1), blue);
+    EXPECT_EQ(map.get_pixel(1, 1), white);
+}
+
+PixelMap picture() {
+    PixelMap map(2, 2, AbstractImage::FormatRGB);
+    map.set_pixel(0, 0, red);
+    map.set_pixel(1, 0, green);
+    map.set_pixel(0, 1, blue);
+    map.set_pixel(1, 1, white);
+    return map;
+}
+
+} // namespace
+
+TEST(PixelMapFilesTest, loadsIntoItsOwnFormat) {
+    TemporaryDirectory directory;
+    std::string const file = directory.put("picture.bmp", bitmap());
+    for (AbstractImage::MapFormat const format :
+         {AbstractImage::FormatRGB, AbstractImage::FormatRGBAlpha}) {
+        PixelMap map(file.c_str(), format);
+        EXPECT_EQ(map.get_format(), format);
+        expectPicture(map);
+    }
+    RGB_Color const colors[] = {blue, red, white, green};
+    GPalette const palette(colors, 4);
+    PixelMap indexed(2, 2, AbstractImage::FormatIndex, &palette);
+    indexed.load(file.c_str());
+    expectPicture(indexed);
+    EXPECT_EQ(indexed.get_index(0, 0), 1);
+}
+
+TEST(PixelMapFilesTest, savesAsBmpWhateverTheName) {
+    TemporaryDirectory directory;
+    for (char const * const name : {"a.bmp", "b.unknown", "c"}) {
+        picture().save(directory.name(name).c_str());
+        EXPECT_EQ(directory.content(name), bitmap()) << name;
+    }
+    picture().save(directory.name("absent/d.bmp").c_str());
+    EXPECT_FALSE(directory.has("absent"));
+    EXPECT_EQ(written([](opstream & out) { picture().save(out); }), bitmap());
+    std::string const compressed =
+        written([](opstream & out) { picture().save_compressedBMP(out); });
+    EXPECT_EQ(compressed.substr(28, 2), hex("0400")) << "four colours take four bits each";
+    Input in(compressed);
+    expectPicture(PixelMap(*in, AbstractImage::FormatRGB));
+}
+
+TEST(PixelMapFilesTest, hostsChooseHowMapsAreSaved) {
+    EXPECT_EQ(PixelMap::GetDefaultSavingFunction(), &PixelMap::saveBMP);
+    PixelMap::SetDefaultSavingFunction(&PixelMap::save_compressedBMP);
+    EXPECT_EQ(written([](opstream & out) { picture().save(out); }),
+              written([](opstream & out) { picture().save_compressedBMP(out); }));
+    PixelMap::SetDefaultSavingFunction(nullptr);
+    EXPECT_EQ(written([](opstream & out) { picture().save(out); }), bitmap());
+    PixelMap::SetDefaultSavingFunction(&PixelMap::saveBMP);
+}
+
+TEST(PixelMapFilesTest, absentFilesAndOtherFormatsAreTold) {
+    TemporaryDirectory directory;
+    std::string const text =
+        directory.put("text.bmp", "no picture at all, but long enough for one");
+    std::string const good = directory.put("good.bmp", bitmap());
+    PixelMap map(1, 1, AbstractImage::FormatRGB);
+    EXPECT_THROW(map.load(directory.name("absent.bmp").c_str()), FileIsAbsent_Exception);
+    EXPECT_THROW(map.load(text.c_str()), InvalidFileFormat_Exception);
+    EXPECT_THROW(PixelMap(text.c_str(), AbstractImage::FormatRGB), InvalidFileFormat_Exception);
+    EXPECT_FALSE(PixelMap::IsReadableFile(directory.name("absent.bmp").c_str()));
+    EXPECT_FALSE(PixelMap::IsReadableFile(text.c_str()));
+    EXPECT_TRUE(PixelMap::IsReadableFile(good.c_str()));
+}
+
+TEST(PixelMapFilesTest, objectsAreReadFromAndWrittenToImageFiles) {
+    TemporaryDirectory directory;
+    std::string const file = directory.name("object.bmp");
+    GObjectPixelMapFormat const & format = PixelMap::PixelMapFormat();
+    PixelMap map = picture();
+    GPalette other;
+    EXPECT_FALSE(format.write_object(file.c_str(), &other));
+    EXPECT_FALSE(directory.has("object.bmp"));
+    EXPECT_TRUE(format.write_object(file.c_str(), &map));
+    std::unique_ptr<GStreamable> const read(format.read_object(file.c_str()));
+    ASSERT_NE(gcast<PixelMap>(read.get()), nullptr);
+    expectPicture(*gcast<PixelMap>(read.get()));
+    Input in(bitmap()), text("nothing of the kind");
+    EXPECT_TRUE(format.read_object_class_name(*in).isEmpty());
+    EXPECT_EQ(format.read_object(*text), nullptr);
+    EXPECT_EQ(format.read_object(directory.name("absent").c_str()), nullptr);
+}
