@@ -132,3 +132,4 @@
 #include "kvt_grph/PixelMap.h"
 #include "kvt_grph/PixelMapSequence.h"
 #include "kvt_grph/PixelMapTools.h"
+#include "kvt_grph/Tga_rdwr.h"
