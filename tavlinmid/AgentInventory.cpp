@@ -3,20 +3,38 @@
 
 #include "tavlinbase/ObjectListStream.h"
 
-#include <algorithm>
-
 namespace Tavlin {
 
 G_DEFINE_CREATABLE(AgentInventory, "Tavlin::AgentInventory", AgentComponent)
 
 NamedTypeInfo AgentInventory::g_namedTypeInfo_(&AgentInventory::metaclass_, "Inventory");
 
+struct AgentInventory::Round {
+    explicit Round(AgentInventory & owner)
+        : inventory(owner), next(owner.slots_.getCount()), outer(owner.rounds_) {
+        inventory.rounds_ = this;
+    }
+    ~Round() { inventory.rounds_ = outer; }
+    Round(Round const &) = delete;
+    Round & operator=(Round const &) = delete;
+
+    AgentInventory & inventory;
+    long next;
+    Round * outer;
+};
+
 void AgentInventory::addSlot(TRef<InventorySlot> const & slot) {
     slots_.insert(slot);
 }
 
 void AgentInventory::removeSlot(TRef<InventorySlot> const & slot) {
-    slots_.remove(slot.pointer());
+    long const index = slots_.index_of(slot.pointer());
+    if (index < 0)
+        return;
+    for (Round * round = rounds_; round; round = round->outer)
+        if (index < round->next)
+            --round->next;
+    slots_.at_remove(index);
 }
 
 bool AgentInventory::invoke(DispParams * params) {
@@ -25,9 +43,9 @@ bool AgentInventory::invoke(DispParams * params) {
     if (params->type != IDispatcher::Method)
         return false;
     bool taken = false;
-    // A slot may remove itself and others while it is called.
-    for (long i = slots_.getCount() - 1; i >= 0; i = std::min(i, slots_.getCount()) - 1)
-        taken |= params->call(TRef<Object>(slots_.at(i).pointer()));
+    Round round(*this);
+    while (round.next > 0)
+        taken |= params->call(TRef<Object>(slots_.at(--round.next).pointer()));
     return taken;
 }
 
@@ -40,13 +58,15 @@ void AgentInventory::write(opstream & out) {
 void AgentInventory::read(ipstream & in) {
     in.readByte();
     AgentComponent::read(in);
+    for (Round * round = rounds_; round; round = round->outer)
+        round->next = 0;
     slots_.empty();
     for (unsigned long count = in.readDWord(); count > 0 && in.good(); --count) {
-        TObjectCreator<InventorySlot> creator(in);
-        TRef<InventorySlot> const slot(static_cast<InventorySlot *>(creator));
+        ObjectCreator creator(in);
+        TRef<Object> const object(static_cast<Object *>(creator));
         slots_.expand();
-        if (slot)
-            slots_.insert(slot);
+        if (auto * const slot = gcast_cached<InventorySlot>(object.pointer()))
+            slots_.insert(TRef<InventorySlot>(slot));
     }
 }
 

@@ -22,13 +22,18 @@ class ONDREL_API AgentInventory : public AgentComponent {
     int getNodeCount() const override { return static_cast<int>(slots_.getCount()); }
     TRef<TypedObjectNode> getNode(int index) const override { return slots_.at(index); }
 
-    /// A method that the inventory does not have goes to all slots, the last one first.
+    /// A method that the inventory does not have goes to all slots, the last one first, each once;
+    /// slots may come and go meanwhile.
     bool invoke(DispParams * params) override;
     void read(ipstream & in) override;
     void write(opstream & out) override;
 
   private:
+    /// A call that is under way: the slots below `next` are still to be called.
+    struct Round;
+
     TRefVector<InventorySlot> slots_{0, 4};
+    Round * rounds_ = nullptr; // the innermost
 };
 
 } // namespace Tavlin

@@ -1,6 +1,7 @@
 // Slots and what lies in them.
 #include "tavlinmid/InventorySlot.h"
 
+#include "tavlinbase/CallDepth.h"
 #include "tavlinbase/ObjectListStream.h"
 
 namespace Tavlin {
@@ -16,11 +17,17 @@ TRef<Object> InventorySlot::getItem() {
 }
 
 bool InventorySlot::invoke(DispParams * params) {
-    if (params->type != IDispatcher::Method)
-        for (int i = 0; i < getItemCount(); ++i)
-            if (params->call(getItem(i)))
-                return true;
-    return TypedObjectNode::invoke(params);
+    return (params->type != IDispatcher::Method && askItems(params)) ||
+           TypedObjectNode::invoke(params);
+}
+
+/// A slot may lie in itself, by way of what it holds: then the search ends before the stack does.
+bool InventorySlot::askItems(DispParams * params) {
+    NestedRun const run;
+    for (int i = 0; i < getItemCount() && !run.isBroken(); ++i)
+        if (params->call(getItem(i)))
+            return true;
+    return false;
 }
 
 int InventorySlot::compare(Object const & other) const {

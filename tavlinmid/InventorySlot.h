@@ -22,6 +22,7 @@ class ONDREL_API InventorySlot : public TypedObjectNode {
     virtual bool addItem(TRef<Object> const & item) = 0;
     virtual bool removeItem(TRef<Object> const & item) = 0;
 
+    /// All but a method is offered to the items first, up to the first that takes it.
     bool invoke(DispParams * params) override;
     using Object::compare;
     int compare(Object const & other) const override;
@@ -31,6 +32,9 @@ class ONDREL_API InventorySlot : public TypedObjectNode {
 
   protected:
     InventorySlot() = default;
+
+  private:
+    bool askItems(DispParams * params);
 };
 
 /// Holds at most one item.
