@@ -97,7 +97,10 @@ class ONDREL_API ProcessList : public TGCollection<Process> {
   private:
     /// A round that is under way: the entries below `next` are still to be run.
     struct Round {
-        explicit Round(ProcessList & l) : list(l), next(l.getCount()), outer(l.rounds_) {
+        // Not inlined: the compiler would warn of an address that stays behind, and cannot know
+        // that it does so only in a list that has gone.
+        [[gnu::noinline]] explicit Round(ProcessList & l)
+            : list(l), next(l.getCount()), outer(l.rounds_) {
             l.rounds_ = this;
         }
         ~Round() {

@@ -100,7 +100,9 @@ class ONDREL_API VRefChannelSource : public virtual RefCounter {
 
     /// A send that is under way: the channels below `next` are still to be reached.
     struct Round {
-        explicit Round(VRefChannelSource & s)
+        // Not inlined: the compiler would warn of an address that stays behind, and cannot know
+        // that it does so only in a source that has gone.
+        [[gnu::noinline]] explicit Round(VRefChannelSource & s)
             : source(&s), next(s.channels_.getCount()), outer(s.rounds_) {
             s.rounds_ = this;
         }
