@@ -73,11 +73,24 @@ inline void prefetch([[maybe_unused]] void const * at) {
 
 /// Positions after a slide; what fell out of the window becomes none.
 void slidePositions(std::uint64_t * fours, std::uint32_t count) {
-    for (std::uint32_t i = 0; i < count; ++i) {
-        // In each of the four the highest bit tells what stays, and is what is taken off.
-        std::uint64_t const staying = fours[i] >> 15 & 0x0001000100010001;
-        fours[i] &= (staying << 15) - staying;
+    // Each position by itself, a few at once, which the compiler makes a vector of.
+    constexpr std::uint32_t step = 16;
+    static_assert(halfWindow % step == 0 && hashSize % step == 0);
+    for (std::uint32_t i = 0; i < count; i += step) {
+        std::int16_t positions[4 * step];
+        std::memcpy(positions, fours + i, sizeof positions);
+        // The highest bit tells what stays, and is what is taken off.
+        for (std::int16_t & position : positions)
+            position = static_cast<std::int16_t>(position >> 15 & position & 0x7FFF);
+        std::memcpy(fours + i, positions, sizeof positions);
     }
+}
+
+/// One of four positions in memory, 0 the most recent.
+inline std::uint32_t ofFour(std::uint64_t const * four, unsigned which) {
+    if constexpr (std::endian::native == std::endian::big)
+        which = 3 - which;
+    return load<std::uint16_t>(reinterpret_cast<unsigned char const *>(four) + 2 * which);
 }
 
 } // namespace
@@ -166,31 +179,59 @@ void FlateMatcher::finish() {
     areHeadsClear_ = true;
 }
 
-inline FlateMatcher::Match FlateMatcher::findLongest(std::uint32_t position, Four candidates,
-                                                     Match best) const {
+/// Gives the candidates for a match at the position, which is one from now on, and makes `hash`
+/// that of the next.
+inline std::uint64_t insert(std::uint64_t * heads, std::uint64_t * chains,
+                            unsigned char const * window, std::uint32_t position,
+                            std::uint32_t & hash) {
+    std::uint64_t const before = heads[hash];
+    heads[hash] = before << 16 | position;
+    chains[position & chainMask] = before;
+    hash = nextHash(hash, window[position + minMatch]);
+    return before;
+}
+
+/// A function of its own, so that the loop, which is short, has all registers.
+[[gnu::noinline]] std::uint32_t insertAll(std::uint64_t * heads, std::uint64_t * chains,
+                                          unsigned char const * window, std::size_t position,
+                                          std::size_t end, std::size_t hash) {
+    for (; position != end; ++position) {
+        std::uint64_t & head = heads[hash];
+        std::uint64_t const before = head;
+        hash = (hash & 0x3FF) << 5 ^ window[position + minMatch];
+        head = before << 16 | position;
+        chains[position & chainMask] = before;
+    }
+    return static_cast<std::uint32_t>(hash);
+}
+
+/// `Continues` when there is a match to be longer than, and else that is one of two bytes.
+template <bool Continues>
+inline FlateMatcher::Match FlateMatcher::findLongest(std::uint32_t position, Match best) const {
     unsigned char const * const window = window_;
     Four const * const chains = chains_.get();
     unsigned char const * const here = window + position;
+    // The candidates are read from memory one by one: to take a word of four apart costs more.
+    Four const * four = &chains[position & chainMask];
     // All lengths of the search are multiples of four.
     std::uint32_t rounds = tuning_.maxChain / 4;
-    if (best.length >= tuning_.goodLength)
+    if (Continues && best.length >= tuning_.goodLength)
         rounds >>= 2;
     // The first candidate may be just as far away as the others may not be.
     std::uint32_t limit = position > maxDistance ? position - maxDistance : 0;
-    if (limit != 0 && (candidates & 0xFFFF) == limit)
+    if (limit != 0 && ofFour(four, 0) == limit)
         --limit;
 
     // The last bytes of what would be longer, or the three bytes of a first match.
-    std::uint32_t mask = ~0u;
-    unsigned char const * end = window + best.length - minMatch;
-    if (best.length < minMatch) {
-        mask = threeBytes;
-        end = window;
-    }
+    std::uint32_t mask = Continues ? ~0u : threeBytes;
+    unsigned char const * end = Continues ? window + best.length - minMatch : window;
     auto wanted = load<std::uint32_t>(end + position) & mask;
     // Whether the search ends here.
     auto const endsAt = [&](std::uint32_t candidate) {
-        if ((load<std::uint32_t>(end + candidate) & mask) != wanted) [[likely]]
+        auto last = load<std::uint32_t>(end + candidate);
+        if constexpr (!Continues)
+            last &= mask;
+        if (last != wanted) [[likely]]
             return false;
         if (candidate <= limit)
             return true;
@@ -204,11 +245,11 @@ inline FlateMatcher::Match FlateMatcher::findLongest(std::uint32_t position, Fou
         return length >= tuning_.niceLength;
     };
     for (;;) {
-        auto const fourth = static_cast<std::uint32_t>(candidates >> 48);
-        if (endsAt(candidates & 0xFFFF) || endsAt(candidates >> 16 & 0xFFFF) ||
-            endsAt(candidates >> 32 & 0xFFFF) || endsAt(fourth) || fourth <= limit || --rounds == 0)
+        std::uint32_t const fourth = ofFour(four, 3);
+        if (endsAt(ofFour(four, 0)) || endsAt(ofFour(four, 1)) || endsAt(ofFour(four, 2)) ||
+            endsAt(fourth) || fourth <= limit || --rounds == 0)
             return best;
-        candidates = chains[fourth & chainMask];
+        four = &chains[fourth & chainMask];
     }
 }
 
@@ -223,25 +264,17 @@ void FlateMatcher::code(long filled, bool nothingFollows, GHuffmanBufferedIO & t
     Match match = match_;
     bool literalPending = literalPending_;
     std::uint32_t hash = hashOfThree(window + position);
-    // Gives the candidates for a match at the position, which is one from now on.
-    auto const insert = [&] {
-        Four & head = heads[hash];
-        Four const before = head;
-        head = before << 16 | position;
-        chains[position & chainMask] = before;
-        hash = nextHash(hash, window[position + minMatch]);
-        return before;
-    };
 
     Items items(to);
     while (lookahead >= wantedAhead) {
-        Four const candidates = insert();
-        prefetch(&heads[hash]);
+        Four const candidates = insert(heads, chains, window, position, hash);
+        prefetch(&chains[heads[hash] >> 48 & chainMask]);
         Match const before = match;
         match.length = minMatch - 1;
         // Without candidates there is nothing to find, which is usual in short streams.
         if (candidates != 0 && before.length < maxLazy) {
-            match = findLongest(position, candidates, before);
+            match = before.length < minMatch ? findLongest<false>(position, before)
+                                             : findLongest<true>(position, before);
             match.length = std::min(match.length, lookahead);
             if (match.length == minMatch && position - match.start > tooFar)
                 match.length = minMatch - 1;
@@ -256,8 +289,8 @@ void FlateMatcher::code(long filled, bool nothingFollows, GHuffmanBufferedIO & t
             items.match(before.length, position - 1 - before.start);
             lookahead -= before.length - 1;
             std::uint32_t const end = position + before.length - 1;
-            while (++position != end)
-                insert();
+            hash = insertAll(heads, chains, window, position + 1, end, hash);
+            position = end;
             literalPending = false;
             match.length = minMatch - 1;
         }

@@ -56,7 +56,8 @@ class FlateMatcher {
     /// why position 0 is never found.
     using Four = std::uint64_t;
 
-    Match findLongest(std::uint32_t position, Four candidates, Match before) const;
+    template <bool Continues>
+    Match findLongest(std::uint32_t position, Match before) const;
     void finish();
     void slide();
 
