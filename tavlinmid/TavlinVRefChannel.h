@@ -19,6 +19,9 @@ class ONDREL_API VRefChannel : public virtual RefCounter {
   public:
     VRefChannel() = default;
     ~VRefChannel() override;
+    // A source lists each of its channels itself.
+    VRefChannel(VRefChannel const &) = delete;
+    VRefChannel & operator=(VRefChannel const &) = delete;
 
     /// A locked channel receives nothing.
     void lock() { locked_ = true; }
@@ -70,6 +73,8 @@ class ONDREL_API VRefChannelSource : public virtual RefCounter {
   public:
     VRefChannelSource() = default;
     ~VRefChannelSource() override;
+    VRefChannelSource(VRefChannelSource const &) = delete;
+    VRefChannelSource & operator=(VRefChannelSource const &) = delete;
 
     /// Subscribes a method of an object: there is at most one channel for each, so a second call
     /// gives the first one's. Null when the object has no such method.
