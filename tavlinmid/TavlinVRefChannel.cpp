@@ -37,6 +37,8 @@ void VRefChannel::close() {
 }
 
 void VRefChannel::send(VRefVector & args) {
+    // A receiver may drop the last reference to itself in the middle of its own method.
+    TRef<Object> const hold = target_.getObject();
     target_.invoke(nullptr, &args);
 }
 
@@ -69,8 +71,8 @@ void VRefChannel::read(ipstream & in) {
     TRef<Object> const object(gcast<Object>(counted.pointer()));
     NameLinkID method;
     in >> method;
-    if (object)
-        target_.bind(object, method);
+    // Also when the target has gone: the method belongs to the stored form.
+    target_.bind(object, method);
     // Only a source that lists the channel is its source: it says so itself while it is read.
     auto * const owner = in.readPointer<VRefChannelSource>();
     if (owner != source_)

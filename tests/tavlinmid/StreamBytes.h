@@ -1,6 +1,8 @@
 // What tests of streamed forms share: bytes written out by hand, and loads that are meant to fail.
 #pragma once
 
+#include "diagnostics/GEmergencyLog.h"
+#include "diagnostics/TavlinError.h"
 #include "persistence/PStreamExceptions.h"
 #include "persistence/mpstream.h"
 #include "tavlinbase/AUnknown.h"
@@ -8,7 +10,12 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <filesystem>
+#include <sstream>
 #include <string>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace Tavlin {
 
@@ -81,6 +88,31 @@ bool readInto(T & object, std::string bytes) {
     impstream in(bytes.data(), static_cast<long>(bytes.size()), GIO::ReadMode);
     object.read(in);
     return in.good() && in.tellg() == static_cast<long>(bytes.size());
+}
+
+/// How `object.read` refuses the version in `bytes`, as the log has it: "unit(line): text".
+template <class T>
+std::string versionError(T & object, std::string const & bytes) {
+    auto const file = testing::TempDir() + "version_error_" + std::to_string(getpid());
+    GEmergencyLog & log = GEmergencyLog::Get();
+    log.setFile(file.c_str());
+    log.enable(true);
+    std::string told = "no error";
+    try {
+        readInto(object, bytes);
+    } catch (XStrVer const &) {
+        std::istringstream section(log.lastSection());
+        std::string text;
+        std::getline(section, told); // the tag
+        std::getline(section, told);
+        std::getline(section, text);
+        told += ": " + text;
+    }
+    log.enable(false);
+    log.close_session();
+    log.setFile("");
+    std::filesystem::remove(file);
+    return told;
 }
 
 /// Reads a reference that is meant to be refused, as a careful host does: what the load leaves
