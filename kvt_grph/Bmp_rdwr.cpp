@@ -202,7 +202,7 @@ class RunDecoder {
     RunDecoder(ipstream & in, BmpHead const & head, ImageReadHelper & helper)
         : in_(in), helper_(helper), fourBits_(head.bits == 4), width_(head.width),
           budget_(head.codedSize), y_(head.height - 1),
-          line_(static_cast<std::size_t>(head.width)) {}
+          line_(static_cast<std::size_t>(head.width) + shortRun) {}
 
     /// Goes on until the end code, the end of the coded size, or that of the stream.
     void decode() {
@@ -235,8 +235,15 @@ class RunDecoder {
     void run(unsigned count, unsigned char value) {
         std::size_t const visible = inside(count);
         unsigned char * const to = line_.data() + (visible ? x_ : 0);
-        if (!fourBits_) {
-            std::memset(to, value, visible);
+        if (visible == 0) {
+            // The pen moves on all the same.
+        } else if (!fourBits_) {
+            // What is to the right of the pen is not drawn yet, so a short run may be filled as one
+            // of a fixed size.
+            if (visible <= shortRun)
+                std::memset(to, value, shortRun);
+            else
+                std::memset(to, value, visible);
         } else {
             unsigned char const pair[2] = {static_cast<unsigned char>(value >> 4),
                                            static_cast<unsigned char>(value & 15)};
@@ -282,6 +289,8 @@ class RunDecoder {
                              static_cast<int>(end - from_), line_.data() + from_);
         from_ = x_;
     }
+
+    static constexpr std::size_t shortRun = 16;
 
     WindowReader in_;
     ImageReadHelper & helper_;

@@ -221,12 +221,17 @@ class PacketDecoder {
             in_.bytes(pixel_, size_);
         return true;
     }
-    /// Copies what is filled already, twice as much each time.
     void repeat(unsigned char * to, std::size_t bytes) {
         if (size_ == 1) {
             std::memset(to, pixel_[0], bytes);
             return;
         }
+        if (size_ == 4) {
+            for (std::size_t done = 0; done < bytes; done += 4)
+                std::memcpy(to + done, pixel_, 4);
+            return;
+        }
+        // Copies what is filled already, twice as much each time.
         std::memcpy(to, pixel_, size_);
         for (std::size_t done = size_; done < bytes; done *= 2)
             std::memcpy(to + done, to, std::min(done, bytes - done));
