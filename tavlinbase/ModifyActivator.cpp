@@ -45,8 +45,9 @@ int ModifyActivator::compare(Object const & other) const {
 }
 
 bool ModifyActivator::setSource(TRef<Object> const & object) {
-    if (Notifyer * const former = notifyerOf(source_))
-        former->removePost(&callback_);
+    TRef<Object> const former = source_; // goes last: its end may be that of the activator
+    if (Notifyer * const notifyer = notifyerOf(former))
+        notifyer->removePost(&callback_);
     source_ = object;
     if (Notifyer * const notifyer = notifyerOf(source_))
         notifyer->addPost(&callback_);

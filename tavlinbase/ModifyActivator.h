@@ -82,7 +82,8 @@ class ONDREL_API ModifyActivator : public Object {
 };
 
 /// Walks over the activators of a source, the oldest first; other callbacks on its notifier are
-/// passed over. Activators may come and go meanwhile; the source must stay.
+/// passed over. Activators may come and go meanwhile; the source must stay. Where the one it stands
+/// on ends together with one before it, the next may be passed over.
 class ONDREL_API ActivatorIterator {
   public:
     /// Stands on the first one. An object without ISetModifyActivator, or null, has none.

@@ -113,6 +113,20 @@ TEST(ModifyActivator, EndsWhileItIsTold) {
     EXPECT_EQ(Echo::taken(), "u+u- ");
 }
 
+TEST(ModifyActivator, FormerSourceMayTakeTheActivatorAlong) {
+    struct Keeper : Watched {
+        TRef<Echo> kept;
+    };
+    int const before = Echo::alive;
+    TRef<Keeper> keeper(new Keeper);
+    keeper->kept = echo("a", TRef<Watched>(keeper.pointer()));
+    Echo * const activator = keeper->kept;
+    keeper.empty();
+    EXPECT_EQ(Echo::alive, before + 1) << "the two hold each other";
+    EXPECT_TRUE(activator->setSource(TRef<Object>()));
+    EXPECT_EQ(Echo::alive, before);
+}
+
 TEST(ModifyActivator, DestinationCanBeRefusedAndIsNotHeld) {
     TRef<Watched> const source(new Watched);
     TRef<Thing> first(new Thing), second(new Thing);
