@@ -111,6 +111,8 @@ int Process::compare(Object const & other) const {
 }
 
 void Process::onFinalRelease() {
+    // Before the lock of all objects, which a step of another thread may wait for in its round.
+    std::lock_guard const lock(guard);
     Object::onFinalRelease();
 }
 

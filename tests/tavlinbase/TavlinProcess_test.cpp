@@ -8,11 +8,13 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <bit>
 #include <cstdio>
 #include <functional>
 #include <map>
 #include <stdexcept>
+#include <thread>
 
 namespace kernel_test {
 
@@ -256,6 +258,9 @@ TEST_F(ProcessTest, InvalidTypeIsRaisedAndByTheDestructorOnlyLogged) {
         EXPECT_TRUE(logged("108"));
         EXPECT_THROW(worker.reInit(), Error);
         log.clearLastSection();
+        Input in(Bytes().byte(2).dword(0).byte(0).dword(3).dword(0).dword(0).str());
+        EXPECT_THROW(worker.read(in), Error);
+        EXPECT_TRUE(logged("152"));
     }
     EXPECT_TRUE(logged("59"));
     log.enable(false);
@@ -340,6 +345,30 @@ TEST_F(ProcessTest, ProcessThatIsReadRuns) {
     Input again(bytes(1, 0).str());
     alone.read(again);
     EXPECT_EQ(alone.getType(), Process::Frames);
+}
+
+// A release on another thread waits for the round before it takes the lock of all objects, which
+// the round needs as well.
+TEST_F(ProcessTest, ReleaseOnAnotherThreadDoesNotBlockARound) {
+    std::atomic<bool> started = false;
+    TRef<Worker> last(new Worker("last"));
+    last->addInterface(TRef<AUnknown>(new ILabel));
+    ILabel::asked = 0;
+    std::thread releasing;
+    add("a").onStep = [&](Worker &) {
+        releasing = std::thread([&] {
+            started = true;
+            last.empty();
+        });
+        while (!started)
+            std::this_thread::yield();
+        for (int i = 0; i < 1000 && ILabel::asked == 0; ++i)
+            std::this_thread::yield();
+        EXPECT_EQ(ILabel::asked, 0) << "it ends, and so has the lock of the objects";
+    };
+    EXPECT_EQ(frame(), "a");
+    releasing.join();
+    EXPECT_EQ(ILabel::asked, 1);
 }
 
 TEST_F(ProcessTest, ActivatorsActBehindEachRun) {
