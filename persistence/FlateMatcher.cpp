@@ -31,10 +31,6 @@ T load(unsigned char const * at) {
     return value;
 }
 
-/// The first three bytes of a word loaded from memory.
-constexpr std::uint32_t threeBytes =
-    std::endian::native == std::endian::little ? 0x00FFFFFFu : 0xFFFFFF00u;
-
 /// Of the bytes that one chain has in common.
 inline std::uint32_t hashOfThree(unsigned char const * at) {
     return (at[0] & 31u) << 10 ^ at[1] << 5 ^ at[2];
@@ -205,7 +201,7 @@ inline std::uint64_t insert(std::uint64_t * heads, std::uint64_t * chains,
     return static_cast<std::uint32_t>(hash);
 }
 
-/// `Continues` when there is a match to be longer than, and else that is one of two bytes.
+/// `Continues` when there is a match to be longer than; else all is longer that shares three bytes.
 template <bool Continues>
 inline FlateMatcher::Match FlateMatcher::findLongest(std::uint32_t position, Match best) const {
     unsigned char const * const window = window_;
@@ -222,34 +218,61 @@ inline FlateMatcher::Match FlateMatcher::findLongest(std::uint32_t position, Mat
     if (limit != 0 && ofFour(four, 0) == limit)
         --limit;
 
-    // The last bytes of what would be longer, or the three bytes of a first match.
-    std::uint32_t mask = Continues ? ~0u : threeBytes;
-    unsigned char const * end = Continues ? window + best.length - minMatch : window;
-    auto wanted = load<std::uint32_t>(end + position) & mask;
-    // Whether the search ends here.
-    auto const endsAt = [&](std::uint32_t candidate) {
-        auto last = load<std::uint32_t>(end + candidate);
-        if constexpr (!Continues)
-            last &= mask;
-        if (last != wanted) [[likely]]
-            return false;
+    // The last bytes of what would be longer.
+    unsigned char const * end = window + best.length - minMatch;
+    auto wanted = load<std::uint32_t>(end + position);
+    // Whether the search ends with a candidate that may be longer.
+    auto const endsWith = [&](std::uint32_t candidate) {
         if (candidate <= limit)
             return true;
         std::uint32_t const length = sharedBytes(window + candidate, here);
         if (length <= best.length)
             return false;
         best = {candidate, length};
-        mask = ~0u;
         end = window + length - minMatch;
         wanted = load<std::uint32_t>(end + position);
         return length >= tuning_.niceLength;
     };
+    auto const endsAt = [&](std::uint32_t candidate) {
+        if (load<std::uint32_t>(end + candidate) != wanted) [[likely]]
+            return false;
+        return endsWith(candidate);
+    };
+    std::uint32_t fourth = ofFour(four, 3);
+    if constexpr (!Continues) {
+        // With the hash, two bytes are as good as the three of a first match.
+        auto const two = load<std::uint16_t>(here);
+        auto const shares = [&](std::uint32_t candidate) {
+            return load<std::uint16_t>(window + candidate) == two;
+        };
+        for (;;) {
+            bool ends = false;
+            bool found = true;
+            if (shares(ofFour(four, 0)))
+                ends = endsWith(ofFour(four, 0)) || endsAt(ofFour(four, 1)) ||
+                       endsAt(ofFour(four, 2)) || endsAt(fourth);
+            else if (shares(ofFour(four, 1)))
+                ends = endsWith(ofFour(four, 1)) || endsAt(ofFour(four, 2)) || endsAt(fourth);
+            else if (shares(ofFour(four, 2)))
+                ends = endsWith(ofFour(four, 2)) || endsAt(fourth);
+            else if (shares(fourth))
+                ends = endsWith(fourth);
+            else
+                found = false;
+            if (ends || fourth <= limit || --rounds == 0)
+                return best;
+            four = &chains[fourth & chainMask];
+            fourth = ofFour(four, 3);
+            if (found)
+                break;
+        }
+    }
     for (;;) {
-        std::uint32_t const fourth = ofFour(four, 3);
         if (endsAt(ofFour(four, 0)) || endsAt(ofFour(four, 1)) || endsAt(ofFour(four, 2)) ||
             endsAt(fourth) || fourth <= limit || --rounds == 0)
             return best;
         four = &chains[fourth & chainMask];
+        fourth = ofFour(four, 3);
     }
 }
 
