@@ -4,6 +4,8 @@
 #include "diagnostics/TavlinError.h"
 #include "persistence/pstream.h"
 
+#include <memory>
+
 namespace Tavlin {
 
 G_DEFINE_CREATABLE(VRefChannel, "Tavlin::VRefChannel", RefCounter)
@@ -73,6 +75,10 @@ void VRefChannel::read(ipstream & in) {
     in >> method;
     // Also when the target has gone: the method belongs to the stored form.
     target_.bind(object, method);
+    // The channel does not keep its target. Whoever does may come later in the stream, and finds
+    // it by number.
+    if (object)
+        in.keep(std::make_shared<TRef<Object>>(object));
     // Only a source that lists the channel is its source: it says so itself while it is read.
     auto * const owner = in.readPointer<VRefChannelSource>();
     if (owner != source_)

@@ -2,6 +2,8 @@
 // goes to the heap, so no other file of it may replace operator new.
 #include "ScriptTest.h"
 
+#include "tavlinmid/TavlinVRefChannel.h"
+
 #include <cstdlib>
 #include <new>
 
@@ -39,7 +41,8 @@ class Body : public UniqueObject, public IDispatcherImpl {
     void onFinalRelease() override { Object::onFinalRelease(); }
     void add(VariableRef * result, VRefVector * args) {
         sum += args->at(0).asINT();
-        *result = sum;
+        if (result)
+            *result = sum;
     }
     int sum = 0;
 };
@@ -83,6 +86,26 @@ TEST_F(Allocation, NoneInAStepThatIsWarm) {
     EXPECT_EQ(allocations - counted, 0u);
     EXPECT_GT(body->sum, before) << "the scripts have run";
     manager->stop();
+}
+
+TEST_F(Allocation, NoneInASendThatIsWarm) {
+    TRef<VRefChannelSource> const source(new VRefChannelSource);
+    TRef<Body> const body(new Body);
+    source->openChannelTo(TRef<Object>(body.pointer()), "Add");
+    VariableRef one(1);
+    auto const send = [&] {
+        VRefVector args;
+        args.insert(one);
+        source->send(args);
+        source->send(one);
+        source->send(one, one);
+    };
+    send();
+    std::size_t const before = allocations;
+    for (int i = 0; i < 10; ++i)
+        send();
+    EXPECT_EQ(allocations, before);
+    EXPECT_EQ(body->sum, 33);
 }
 
 } // namespace Tavlin

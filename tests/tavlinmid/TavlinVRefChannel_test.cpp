@@ -199,6 +199,16 @@ TEST_F(ChannelTest, SourceMayEndDuringTheSend) {
     EXPECT_EQ(Listener::taken(), "d:ring");
 }
 
+TEST_F(ChannelTest, ReceiverThatThrowsLeavesTheSourceInOrder) {
+    for (std::size_t i = 0; i < 3; ++i)
+        open(i);
+    listeners[1]->work = [] { throw 1; };
+    EXPECT_THROW(sent(), int);
+    EXPECT_EQ(Listener::taken(), "c:ring");
+    listeners[1]->work = [&] { open(0)->close(); };
+    EXPECT_EQ(sent(), "c:ring b:ring");
+}
+
 TEST_F(ChannelTest, CopiesWouldClaimTheSameChannels) {
     EXPECT_FALSE(std::is_copy_constructible_v<VRefChannelSource>);
     EXPECT_FALSE(std::is_copy_constructible_v<VRefChannel>);
@@ -310,6 +320,24 @@ TEST_F(ChannelStreamTest, StreamedForms) {
     ASSERT_TRUE(its);
     EXPECT_TRUE(its->isLocked());
     EXPECT_EQ(its->getChannelCount(), 1);
+}
+
+TEST_F(ChannelStreamTest, TargetMayBeHeldByWhatComesLater) {
+    std::string bytes =
+        object("VRefChannelSource", hex("00 01 00 00 00") + object("Tavlin::VRefChannel",
+                                                                   channelBytes("Ring", known1))) +
+        hex("01 03 00");
+    {
+        // No release is postponed here.
+        impstream in(bytes.data(), static_cast<long>(bytes.size()), GIO::ReadMode);
+        source = in.readPointer<VRefChannelSource>();
+        held_ = RefCounterRead(in, &Object::metaclass_);
+    }
+    EXPECT_EQ(sent(), "?:ring");
+    int const before = Listener::alive;
+    held_.empty();
+    EXPECT_EQ(Listener::alive, before - 1) << "the stream has let go";
+    EXPECT_EQ(sent(), "");
 }
 
 TEST_F(ChannelStreamTest, ChannelOfADeadTargetKeepsItsForm) {
