@@ -4,6 +4,7 @@
 #include "diagnostics/GEmergencyLog.h"
 #include "diagnostics/TavlinError.h"
 #include "persistence/pstream.h"
+#include "tavlinbase/CallDepth.h"
 #include "tavlinbase/TavlinLibrary.h"
 
 namespace Tavlin {
@@ -54,7 +55,9 @@ bool HandlerCollectionObject::invoke_handlers(VariableRef * result, VRefVector *
     TRef<HandlerCollectionObject> const hold(getReferenceCount() > 0 ? this : nullptr);
     DispParams params(g_name_default, result, args, IDispatcher::Method);
     bool all = true;
-    for (long i = 0; i < handlers_.getCount();) {
+    // Data may make a group for "default" that is among its own handlers.
+    NestedRun const run;
+    for (long i = 0; i < handlers_.getCount() && !run.isBroken();) {
         TRef<Object> const handler = handlers_.at(i);
         all &= params.call(handler);
         // A handler may take itself and others from the list: go on behind where it stands now.
@@ -63,7 +66,7 @@ bool HandlerCollectionObject::invoke_handlers(VariableRef * result, VRefVector *
         else if (long const now = handlers_.index_of(handler.pointer()); now >= 0)
             i = now + 1;
     }
-    return all;
+    return all && !run.isBroken();
 }
 
 void HandlerCollectionObject::write(opstream & out) {
