@@ -24,6 +24,8 @@ void printHelp() {
               "  --script FILE   the script that the villagers run (scripts/villager.aut)\n"
               "  --language L    en or de (en)\n"
               "  --keep FOLDER   keep the saved world, the houses and the player's record there\n"
+              "  --film FILE     draw the village from above and keep the film, as AVI\n"
+              "  --picture FILE  draw how it ends, as TGA or BMP\n"
               "  --quiet         only the summary\n"
               "  --help          this text");
 }
@@ -85,6 +87,10 @@ void readCommandLine(Settings & settings, int argc, char ** argv) {
             settings.script = value;
         } else if (option == "--keep" && value) {
             settings.folder = value;
+        } else if (option == "--film" && value) {
+            settings.film = value;
+        } else if (option == "--picture" && value) {
+            settings.picture = value;
         } else if (option == "--language" && value) {
             settings.language = value;
         } else if (option != "--settings" || !value) {

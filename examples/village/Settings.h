@@ -11,7 +11,9 @@ struct Settings {
     float minutes = 4; // of game time
     std::string script = EXAMPLE_DIR "/scripts/villager.aut";
     std::string language = "en";
-    std::string folder; // where files are kept; empty for one that goes with the program
+    std::string folder;  // where files are kept; empty for one that goes with the program
+    std::string film;    // an AVI file of the village from above; empty for none
+    std::string picture; // an image file of its end; empty for none
     bool quiet = false;
 
     float weatherEvery = 9; // seconds of game time between changes

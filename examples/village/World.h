@@ -56,6 +56,7 @@ class World {
     std::string const & generation() const { return generation_; }
 
     std::vector<Inhabitant> & inhabitants() { return inhabitants_; }
+    std::vector<Inhabitant> const & inhabitants() const { return inhabitants_; }
     BellTower const * tower() const { return tower_; }
     Door const * bakery() const { return bakery_; }
     Weather const * weather() const { return weather_; }

@@ -1,6 +1,7 @@
 // The village: a host that runs a population of scripted agents, saves its world several times,
 // drops it half way, loads it back, and carries on.
 #include "Chronicle.h"
+#include "Painter.h"
 #include "Reporter.h"
 #include "Texts.h"
 
@@ -90,9 +91,14 @@ int run(Village::Settings const & settings) {
     if (!world.build(settings))
         return fail("read the script", settings.script);
     Village::Reporter reporter(settings, frames);
+    Village::Camera camera(settings.film, settings.picture);
+    if (!camera.open())
+        return fail("write the film", settings.film);
     for (long i = 1; i <= frames; ++i) {
         world.step(frame);
         reporter.afterFrame(world, i);
+        if (!camera.afterFrame(world, frame))
+            return fail("write the film", settings.film);
         if (i % (frames / 4) != 0)
             continue;
         if (!world.save(saves))
@@ -110,6 +116,8 @@ int run(Village::Settings const & settings) {
         ProcessManager::StartTiming();
         reporter.tell("-- %s %s --", Village::say("reloaded").c_str(), world.generation().c_str());
     }
+    if (!camera.close())
+        return fail("write the picture", settings.picture);
     int const meals = reporter.summary(world, frames);
     Village::Chronicle record;
     if (!Village::Chronicle::AddRun(folder.file("village.player").c_str(), meals, record))

@@ -1,11 +1,14 @@
 #include "kvt_grph/PixelMapTools.h"
 
+#include "../TemporaryDirectory.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <random>
+#include <string>
 
 namespace {
 
@@ -121,6 +124,24 @@ TEST(PixelMapTools, ColoursBetweenPixelsAreMixedAndTheLastOneHasNoNeighbour) {
     EXPECT_EQ(PixelMapTools::BilinearApproximation(map, 1, 1), GFColor(0, 0, 1));
     EXPECT_EQ(PixelMapTools::BilinearApproximation(map, 1, 0.5f), GFColor(0, 0, 0.5f));
     EXPECT_EQ(PixelMapTools::BilinearApproximation(map, 1e30f, -1e30f), GFColor(0, 0, 0));
+}
+
+TEST(PixelMapTools, FilesAreSavedByTheirExtensionAndLoadedByTheirContent) {
+    TemporaryDirectory const folder;
+    std::mt19937 random(10);
+    PixelMap const map = noise(random, 5, 3, AbstractImage::FormatRGB);
+    for (char const * const name : {"map.bmp", "map.tga"}) {
+        ASSERT_TRUE(PixelMapTools::SaveToFile(map, folder.name(name).c_str()));
+        Map const back(PixelMapTools::LoadFromFile(folder.name(name).c_str()));
+        ASSERT_TRUE(back);
+        EXPECT_EQ(back->get_pixel(4, 2), map.get_pixel(4, 2));
+    }
+    EXPECT_FALSE(PixelMapTools::SaveToFile(map, folder.name("map.unknown").c_str()));
+    EXPECT_FALSE(PixelMapTools::SaveToFile(map, folder.name("absent/map.bmp").c_str()));
+    EXPECT_FALSE(PixelMapTools::SaveToFile(nullptr, folder.name("map.bmp").c_str()));
+    EXPECT_EQ(PixelMapTools::LoadFromFile(folder.name("absent").c_str()), nullptr);
+    std::string const junk = folder.put("junk", "no picture, and no object stream either");
+    EXPECT_EQ(PixelMapTools::LoadFromFile(junk.c_str()), nullptr);
 }
 
 TEST(PixelMapTools, AMaskIsWhiteWhereTheMapIsNotBlack) {
