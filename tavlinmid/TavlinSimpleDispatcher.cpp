@@ -52,21 +52,27 @@ bool HandlerCollectionObject::invoke_handlers() {
 }
 
 bool HandlerCollectionObject::invoke_handlers(VariableRef * result, VRefVector * args) {
+    // Data may make a group its own handler.
+    NestedRun const run;
     TRef<HandlerCollectionObject> const hold(getReferenceCount() > 0 ? this : nullptr);
     DispParams params(g_name_default, result, args, IDispatcher::Method);
+    // The list as it is now. A message inside this one finds no room and makes its own.
+    TRefVector<Object> round(std::move(round_));
+    for (long i = 0; i < handlers_.getCount(); ++i)
+        round.insert(handlers_.at(i));
     bool all = true;
-    // Data may make a group for "default" that is among its own handlers.
-    NestedRun const run;
-    for (long i = 0; i < handlers_.getCount() && !run.isBroken();) {
-        TRef<Object> const handler = handlers_.at(i);
-        all &= params.call(handler);
-        // A handler may take itself and others from the list: go on behind where it stands now.
-        if (i < handlers_.getCount() && handlers_.at(i).pointer() == handler.pointer())
-            ++i;
-        else if (long const now = handlers_.index_of(handler.pointer()); now >= 0)
-            i = now + 1;
-    }
+    for (long i = 0; i < round.getCount() && !run.isBroken(); ++i)
+        if (isListed(round.at(i), i))
+            all &= params.call(round.at(i));
+    round.empty();
+    round_ = std::move(round);
     return all && !run.isBroken();
+}
+
+/// `index` is where the handler was when the message came, and mostly still is.
+bool HandlerCollectionObject::isListed(Object const * handler, long index) const {
+    return (index < handlers_.getCount() && handlers_.at(index).pointer() == handler) ||
+           handlers_.index_of(handler) >= 0;
 }
 
 void HandlerCollectionObject::write(opstream & out) {
@@ -146,9 +152,20 @@ int SimpleDispatcher::Functions::compare(NameLinkID a, NameLinkID b) const {
     return a < b ? -1 : a > b;
 }
 
+// A group may list a handler that knows this board, and then its name has not been read yet when
+// the board is: so the order, and which of two groups of one name is the first, are settled at
+// first use.
+void SimpleDispatcher::settle() const {
+    unsettled_ = false;
+    TRefVector<SimpleDispatcherFunctionGroup> const groups(functions_);
+    functions_.empty();
+    for (long i = 0; i < groups.getCount(); ++i)
+        functions_.insert(groups.at(i));
+}
+
 bool SimpleDispatcher::invoke(DispParams * params) {
     long index = 0;
-    if (params->type != IDispatcher::Method || !functions_.searchKey(params->name, index))
+    if (params->type != IDispatcher::Method || !functions().searchKey(params->name, index))
         return false;
     GEmergencyContext const context("dispatching message (see below)");
     GEmergencyContext const message(params->name.c_str());
@@ -158,7 +175,7 @@ bool SimpleDispatcher::invoke(DispParams * params) {
 bool SimpleDispatcher::getNameInfo(int index, NameLinkID * name, IDispatcher::CallType * type,
                                    int * thisOffset, void ** function,
                                    VariableTypes * returnType) const {
-    if (index < 0 || index >= functions_.getCount())
+    if (index < 0 || index >= getNamesCount())
         return false;
     tellName(functions_.at(index)->getName(), name, type, thisOffset, function, returnType);
     return true;
@@ -172,7 +189,7 @@ void SimpleDispatcher::write(opstream & out) {
     out.writeByte(1);
     Object::write(out);
     AUnknown::write(out);
-    out.writeDWord(static_cast<unsigned long>(functions_.getCount()));
+    out.writeDWord(static_cast<unsigned long>(functions().getCount()));
     for (long i = 0; i < functions_.getCount(); ++i)
         LWRITE_RESOURCE(out, TRef<Object>(functions_.at(i).pointer()), true);
 }
@@ -184,13 +201,14 @@ void SimpleDispatcher::read(ipstream & in) {
     Object::read(in);
     AUnknown::read(in);
     functions_.empty();
+    unsettled_ = true;
     for (unsigned long count = in.readDWord(); count > 0 && in.good(); --count) {
         TRef<Object> const object = version == 0 ? readPlain(in) : LREAD_RESOURCE(in);
         TRef<SimpleDispatcherFunctionGroup> const group(
             gcast<SimpleDispatcherFunctionGroup>(object.pointer()));
         functions_.expand();
         if (group)
-            functions_.insert(group);
+            functions_.at_insert(functions_.getCount(), group);
     }
 }
 

@@ -23,6 +23,9 @@ class ONDREL_API HandlerCollectionObject : public Object {
 
     /// Calls every handler in the order of the list, whatever those before it answered. All get the
     /// same result and arguments, either of which may be null. True if every one took the call.
+    /// Handlers may change the list: one that is taken out before its turn is left out, and those
+    /// that come wait for the next message. False also when handlers that lead back here have
+    /// nested too deeply; then the whole message is broken off.
     bool invoke_handlers(VariableRef * result, VRefVector * args);
     /// The same with an empty result and no arguments.
     bool invoke_handlers();
@@ -34,7 +37,10 @@ class ONDREL_API HandlerCollectionObject : public Object {
     void write(opstream & out) override;
 
   private:
+    bool isListed(Object const * handler, long index) const;
+
     TRefVector<Object> handlers_{0, 4};
+    TRefVector<Object> round_{0, 4}; // empty: the room for the next message
 };
 
 /// The handlers of one message.
@@ -82,13 +88,13 @@ class ONDREL_API SimpleDispatcher : public UniqueObject,
 
     SimpleDispatcher() = default;
 
-    Functions & functions() { return functions_; }
-    Functions const & functions() const { return functions_; }
+    Functions & functions() { return settled(); }
+    Functions const & functions() const { return settled(); }
 
     /// True when there is a group for the message.
     bool invoke(DispParams * params) override;
     IDispatcher::Info const * getTypeInfo() override { return this; }
-    int getNamesCount() const override { return static_cast<int>(functions_.getCount()); }
+    int getNamesCount() const override { return static_cast<int>(functions().getCount()); }
     bool getNameInfo(int index, NameLinkID * name, IDispatcher::CallType * type, int * thisOffset,
                      void ** function, VariableTypes * returnType) const override;
 
@@ -97,7 +103,15 @@ class ONDREL_API SimpleDispatcher : public UniqueObject,
     void write(opstream & out) override;
 
   private:
-    Functions functions_;
+    Functions & settled() const {
+        if (unsettled_)
+            settle();
+        return functions_;
+    }
+    void settle() const;
+
+    mutable Functions functions_;
+    mutable bool unsettled_ = false; // as they came out of a stream
 };
 
 } // namespace Tavlin
