@@ -126,6 +126,10 @@ TEST_F(AgentInventoryTest, SlotsAreMembersOfTheTree) {
     TRef<BellSlot> const hand = addSlot("hand");
     EXPECT_EQ(IDispatcher::FindObject("Inventory.hand", objectOf(agent), TRef<Object>()),
               hand.pointer());
+    hand->addItem(ware(9));
+    EXPECT_EQ(Recorder::describe(
+                  IDispatcher::FindVRef("Inventory.hand.Weight", objectOf(agent), TRef<Object>())),
+              "9");
     hand->setMemberNameID(NameLinkID());
     EXPECT_EQ(inventory->findMemberNode(NameLinkID("Slot")), hand.pointer())
         << "without a name by its type";
