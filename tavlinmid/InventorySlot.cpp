@@ -4,6 +4,10 @@
 #include "tavlinbase/CallDepth.h"
 #include "tavlinbase/ObjectListStream.h"
 
+#include <atomic>
+#include <cstddef>
+#include <utility>
+
 namespace Tavlin {
 
 G_DEFINE_CLASS(InventorySlot, "Tavlin::InventorySlot", TypedObjectNode)
@@ -16,14 +20,57 @@ TRef<Object> InventorySlot::getItem() {
     return getItemCount() > 0 ? getItem(0) : TRef<Object>();
 }
 
+namespace {
+
+/// One call on its way through slots within slots. A call that an item makes meanwhile is a search
+/// of its own.
+class Search {
+  public:
+    explicit Search(DispParams const * params) : outer_(current_) {
+        if (params != current_.params)
+            current_ = {params, 0};
+        else if (current_.number == 0) // only now, since most slots hold none
+            current_.number = ++last_;
+    }
+    ~Search() {
+        if (outer_.params != current_.params)
+            current_ = outer_;
+    }
+    Search(Search const &) = delete;
+    Search & operator=(Search const &) = delete;
+
+    bool isNested() const { return current_.params == outer_.params; }
+    /// No other search has it; 0 for one that has not come to a slot within a slot.
+    std::size_t number() const { return current_.number; }
+
+  private:
+    struct State {
+        DispParams const * params = nullptr;
+        std::size_t number = 0;
+    };
+    static thread_local constinit State current_;
+    static constinit std::atomic<std::size_t> last_;
+    State outer_;
+};
+
+thread_local constinit Search::State Search::current_;
+constinit std::atomic<std::size_t> Search::last_ = 0;
+
+} // namespace
+
 bool InventorySlot::invoke(DispParams * params) {
     return (params->type != IDispatcher::Method && askItems(params)) ||
            TypedObjectNode::invoke(params);
 }
 
-/// A slot may lie in itself, by way of what it holds: then the search ends before the stack does.
+/// Slots may lie in slots, one several times, and in itself. One that lies in others is asked once
+/// in a search: what it did not know it does not know now, and the ways to it may be more than can
+/// be walked. However deep they lie, the search ends before the stack does.
 bool InventorySlot::askItems(DispParams * params) {
     NestedRun const run;
+    Search const search(params);
+    if (search.isNested() && std::exchange(lastSearch_, search.number()) == search.number())
+        return false;
     for (int i = 0; i < getItemCount() && !run.isBroken(); ++i)
         if (params->call(getItem(i)))
             return true;

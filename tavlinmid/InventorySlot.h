@@ -5,6 +5,8 @@
 #include "tavlinbase/TRefVector.h"
 #include "tavlinbase/TavlinTypedObject.h"
 
+#include <cstddef>
+
 namespace Tavlin {
 
 class ONDREL_API InventorySlot : public TypedObjectNode {
@@ -22,7 +24,8 @@ class ONDREL_API InventorySlot : public TypedObjectNode {
     virtual bool addItem(TRef<Object> const & item) = 0;
     virtual bool removeItem(TRef<Object> const & item) = 0;
 
-    /// All but a method is offered to the items first, up to the first that takes it.
+    /// All but a method is offered to the items first, up to the first that takes it. A slot that
+    /// lies in the slot in several ways is asked once.
     bool invoke(DispParams * params) override;
     using Object::compare;
     int compare(Object const & other) const override;
@@ -35,6 +38,8 @@ class ONDREL_API InventorySlot : public TypedObjectNode {
 
   private:
     bool askItems(DispParams * params);
+
+    std::size_t lastSearch_ = 0; // the last one that came to this slot within another
 };
 
 /// Holds at most one item.

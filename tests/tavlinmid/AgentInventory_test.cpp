@@ -203,6 +203,35 @@ TEST_F(AgentInventoryTest, SlotMayLieInItself) {
     EXPECT_EQ(weight(*slot), "4");
     slot->removeItem(self);
     EXPECT_EQ(weight(*slot), "4") << "what was broken off is over";
+
+    TRef<InventoryMultiSlot> const around(new InventoryMultiSlot);
+    around->addItem(TRef<Object>(around.pointer()));
+    around->addItem(ware(6));
+    EXPECT_EQ(weight(*around), "6") << "who lies behind it is reached";
+    around->removeItem(TRef<Object>(around.pointer()));
+}
+
+TEST_F(AgentInventoryTest, SlotsThatLieInSlotsAreAskedOnceInASearch) {
+    TRef<InventoryMultiSlot> const inner(new InventoryMultiSlot);
+    TRef<InventoryMultiSlot> outer = inner;
+    for (int i = 0; i < 60; ++i) { // 2 to the power of 60 ways lead to the inner one
+        TRef<InventoryMultiSlot> const next(new InventoryMultiSlot);
+        next->addItem(TRef<Object>(outer.pointer()));
+        next->addItem(TRef<Object>(outer.pointer()));
+        outer = next;
+    }
+    EXPECT_EQ(weight(*outer), "nothing");
+    TRef<Object> const mute = ware(0);
+    inner->addItem(mute);
+    EXPECT_EQ(weight(*outer), "nothing");
+    EXPECT_EQ(Ware::log, "2:0 ");
+    inner->addItem(ware(8));
+    static_cast<Ware &>(*mute).onAsk = [&, once = false]() mutable {
+        if (std::exchange(once, true))
+            return;
+        EXPECT_EQ(weight(*outer), "8") << "a search of its own";
+    };
+    EXPECT_EQ(weight(*outer), "8");
 }
 
 TEST_F(AgentInventoryTest, MethodRunsInEverySlotTheLatestFirst) {
