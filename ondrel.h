@@ -48,6 +48,7 @@
 
 #include "diagnostics/GEmergencyLog.h"
 #include "diagnostics/TavlinError.h"
+#include "diagnostics/Tracer.h"
 
 #include "persistence/GBufferedIO.h"
 #include "persistence/GFileIO.h"
