@@ -36,6 +36,8 @@ class Failure : public std::runtime_error {
 
 /// Each family of subcommands adds itself.
 void addDeflate(CLI::App & program);
+/// `status` gets the exit status of a command that went on past a file it could not read.
+void addImage(CLI::App & program, int & status);
 void addIni(CLI::App & program);
 /// `status` gets the exit status of a command that ends in another than 0 without a message.
 void addPack(CLI::App & program, int & status);

@@ -24,6 +24,7 @@ int main(int argc, char ** argv) {
     program.footer(footer);
     program.require_subcommand(1);
     addDeflate(program);
+    addImage(program, status);
     addIni(program);
     addPack(program, status);
     catchInterruptions();
