@@ -15,7 +15,7 @@ esac
 packages=(cmake ninja-build g++ googletest ccache libcli11-dev nlohmann-json3-dev locales)
 [[ " ${builds[*]} " == *" ilp32 "* ]] && packages+=(g++-multilib)
 [[ " ${builds[*]} " == *" release "* ]] && packages+=(libbenchmark-dev liblua5.4-dev libpixman-1-dev
-    libboost-dev libboost-serialization-dev)
+    libboost-dev libboost-serialization-dev libstb-dev)
 . cmake/install-packages.sh "${packages[@]}"
 
 # A locale with a decimal comma, for the tests alone.

@@ -2,7 +2,10 @@
 // added one by one, two regions of 1,000 each united and cut with each other, and a region cut with
 // 1,000 rectangles one by one. "small" rectangles measure up to 128 pixels on a plane of 4096 by
 // 4096, "large" ones up to 1024. Both sides give the same number of pixels, or the run says so.
+//
+// Image files, sizes, colours and blocks stand in the folder of this name.
 #include "benchmarks/RunBenchmarks.h"
+#include "benchmarks/imaging/Suites.h"
 #include "ondrel.h"
 
 #include <benchmark/benchmark.h>
@@ -178,6 +181,12 @@ int main(int argc, char ** argv) {
     registerSide<Pixman>("pixman");
 #else
     std::puts("pixman was not found when this was built: its side is left out.");
+#endif
+    registerFiles();
+    registerPixels();
+    registerPool();
+#if !defined(ONDREL_HAVE_STB)
+    std::puts("stb was not found when this was built: its side is left out.");
 #endif
     return runBenchmarks(argc, argv);
 }
