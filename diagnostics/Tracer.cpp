@@ -129,13 +129,7 @@ bool TracerConfig::setInfo(char const * first, char const * second, bool on) {
         return false;
     Info info;
     if (!getInfo(first, second, info)) {
-        GString const settings = keyOf("settings");
-        std::string last;
-        info.number = platform::readRegistry(settings.c_str(), "lastid", last)
-                          ? std::atoi(last.c_str()) + 1
-                          : 0;
-        if (!platform::writeRegistry(settings.c_str(), "lastid",
-                                     std::to_string(info.number).c_str()))
+        if (!platform::countUpRegistry(keyOf("settings").c_str(), "lastid", info.number))
             return false;
     }
     info.on = on;

@@ -18,6 +18,9 @@ using RegistryValues = std::vector<std::pair<std::string, std::string>>; // name
 ONDREL_API bool readRegistry(char const * key, char const * name, std::string & text);
 /// Makes the key if need be. False when the store cannot be written.
 ONDREL_API bool writeRegistry(char const * key, char const * name, char const * text);
+/// Counts a decimal number up and gives it in `number`, 0 when there was none; no two programs get
+/// the same. False when the store cannot be written.
+ONDREL_API bool countUpRegistry(char const * key, char const * name, int & number);
 /// All names of a key; false when it is not there.
 ONDREL_API bool listRegistry(char const * key, RegistryValues & values);
 /// Where the store is, for messages to people.

@@ -27,6 +27,7 @@ int main(int argc, char ** argv) {
     addImage(program, status);
     addIni(program);
     addPack(program, status);
+    addTrace(program);
     catchInterruptions();
     try {
         program.parse(argc, argv);

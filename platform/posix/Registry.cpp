@@ -13,6 +13,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <map>
 
 namespace platform {
@@ -134,6 +136,21 @@ class Lock {
     int handle_;
 };
 
+/// Lets `work` change what is stored, with other writers kept out.
+template <class Work>
+bool change(Work work) {
+    std::string const file = storeFile();
+    if (file.empty())
+        return false;
+    makeFolderOf(file);
+    Lock const lock(file);
+    if (!lock.holds())
+        return false;
+    Keys keys = load(file);
+    work(keys);
+    return save(file, keys);
+}
+
 } // namespace
 
 bool readRegistry(char const * key, char const * name, std::string & text) {
@@ -149,16 +166,16 @@ bool readRegistry(char const * key, char const * name, std::string & text) {
 }
 
 bool writeRegistry(char const * key, char const * name, char const * text) {
-    std::string const file = storeFile();
-    if (file.empty())
-        return false;
-    makeFolderOf(file);
-    Lock const lock(file);
-    if (!lock.holds())
-        return false;
-    Keys keys = load(file);
-    keys[key][name] = text;
-    return save(file, keys);
+    return change([&](Keys & keys) { keys[key][name] = text; });
+}
+
+bool countUpRegistry(char const * key, char const * name, int & number) {
+    return change([&](Keys & keys) {
+        auto const [value, isNew] = keys[key].try_emplace(name);
+        // A number that has gone wrong must not overflow.
+        number = isNew ? 0 : static_cast<int>(std::atoi(value->second.c_str()) + 1u);
+        value->second = std::to_string(number);
+    });
 }
 
 bool listRegistry(char const * key, RegistryValues & values) {
