@@ -4,14 +4,13 @@
 //
 // The counter "per_agent" is seconds per agent and step, "allocations" heap allocations per game
 // step once warm.
+#include "benchmarks/CountAllocations.h"
 #include "benchmarks/RunBenchmarks.h"
 #include "ondrel.h"
 
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
-#include <cstdlib>
-#include <new>
 #include <string>
 #include <vector>
 
@@ -22,23 +21,6 @@ extern "C" {
 #include <lualib.h>
 }
 #endif
-
-static std::size_t g_allocations = 0;
-
-// Counts what goes to the heap. Not inlined, or the compiler takes the pair for a mismatch.
-[[gnu::noinline]] void * operator new(std::size_t size) {
-    ++g_allocations;
-    if (void * const memory = std::malloc(size ? size : 1))
-        return memory;
-    throw std::bad_alloc();
-}
-
-[[gnu::noinline]] void operator delete(void * memory) noexcept {
-    std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void * memory, std::size_t) noexcept {
-    std::free(memory);
-}
 
 namespace {
 

@@ -5,16 +5,15 @@
 //
 // The counter "per_call" is seconds per method reached, "allocations" heap allocations per send or
 // call.
+#include "benchmarks/CountAllocations.h"
 #include "benchmarks/RunBenchmarks.h"
 #include "ondrel.h"
 
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <functional>
 #include <memory>
-#include <new>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -22,23 +21,6 @@
 #if defined(ONDREL_HAVE_BOOST_SIGNALS2)
 #include <boost/signals2.hpp>
 #endif
-
-static std::size_t g_allocations = 0;
-
-// Counts what goes to the heap. Not inlined, or the compiler takes the pair for a mismatch.
-[[gnu::noinline]] void * operator new(std::size_t size) {
-    ++g_allocations;
-    if (void * const memory = std::malloc(size ? size : 1))
-        return memory;
-    throw std::bad_alloc();
-}
-
-[[gnu::noinline]] void operator delete(void * memory) noexcept {
-    std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void * memory, std::size_t) noexcept {
-    std::free(memory);
-}
 
 namespace events_benchmark {
 
