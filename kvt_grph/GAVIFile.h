@@ -74,6 +74,7 @@ class ONDREL_API GInputAVIFile : public GAVIFile {
     bool readHead();
     bool nextChunk(std::int64_t & at, std::int64_t end, Chunk & chunk);
     void scan(std::int64_t begin, std::int64_t end, int depth);
+    void addFrame(Chunk const & chunk);
     void readList(Chunk const & list, int depth);
     void readStreamHeader(Chunk const & chunk);
     void readFormat(Chunk const & chunk);

@@ -135,9 +135,17 @@ void GInputAVIFile::scan(std::int64_t begin, std::int64_t end, int depth) {
         else if (chunk.id == name("idx1"))
             readIndex(chunk);
         else if (isFrameOfStream(chunk.id) && frames_.size() < mostFrames)
-            frames_.push_back({chunk.begin, static_cast<std::uint32_t>(chunk.end - chunk.begin),
-                               compression_ == plain});
+            addFrame(chunk);
     }
+}
+
+/// A frame as it is needs no other, unless it is short: writers leave frames empty that repeat the
+/// one before.
+void GInputAVIFile::addFrame(Chunk const & chunk) {
+    std::int64_t const size = chunk.end - chunk.begin;
+    bool const whole = size >= strideOf(width_, bits_) * height_;
+    frames_.push_back(
+        {chunk.begin, static_cast<std::uint32_t>(size), compression_ == plain && whole});
 }
 
 void GInputAVIFile::readList(Chunk const & list, int depth) {
@@ -208,8 +216,9 @@ void GInputAVIFile::readIndex(Chunk const & chunk) {
         for (std::size_t i = 0; i + entrySize <= there && frame < frames_.size(); i += entrySize) {
             if (!isFrameOfStream(word(&entries[i])))
                 continue;
-            frames_[frame].key = frames_[frame].key || (word(&entries[i + 4]) & 0x10) != 0;
-            ++frame;
+            Frame & stored = frames_[frame++];
+            bool const marked = (word(&entries[i + 4]) & 0x10) != 0;
+            stored.key = stored.key || (marked && compression_ != plain && stored.size > 0);
         }
     }
 }
@@ -268,6 +277,8 @@ PixelMap * GInputAVIFile::get_map(long frame) {
     }
     if (frame != position_ + 1)
         position_ = get_nearest_key_frame(frame) - 1;
+    if (position_ < 0)
+        std::fill(decoded_.begin(), decoded_.end(), static_cast<unsigned char>(0));
     while (position_ < frame) {
         read_compressed_frame(++position_);
         decode();

@@ -247,6 +247,32 @@ TEST_F(MovieTest, FramesInRunsStandOnTheLastKeyFrame) {
     }
 }
 
+TEST_F(MovieTest, FramesThatRepeatTheOneBeforeAreTheSameInAnyOrder) {
+    std::string const frame = "01db";
+    std::string const index = "01db" + word(16) + word(0) + word(0);
+    std::string const colors(1024, '\x11');
+    std::string const plain = chunk(frame, "AAAA") + chunk(frame, "") + chunk(frame, "CCCC");
+    std::string const part =
+        chunk(frame, hex("02 41 00 01")) + chunk(frame, "") + chunk(frame, hex("04 43 00 01"));
+    struct {
+        int compression;
+        std::string frames, first;
+    } const cases[] = {{0, plain, "AAAA"}, {1, part, std::string("AA\0\0", 4)}};
+    for (auto const & c : cases) {
+        writeFile(file, movie(bitmapHead(4, 1, 8, c.compression) + colors, c.frames,
+                              chunk("idx1", index + index + index)));
+        GInputAVIFile in(file.c_str());
+        ASSERT_EQ(in.get_frame_count(), 3);
+        for (long const i : {0, 2, 1, 2, 0}) {
+            Map const map(in.get_map(i));
+            ASSERT_TRUE(map);
+            EXPECT_EQ(std::string(reinterpret_cast<char *>(map->get_pixels_address()), 4),
+                      i == 2 ? "CCCC" : c.first)
+                << c.compression << ", " << i;
+        }
+    }
+}
+
 TEST_F(MovieTest, DamagedFilesAreRefusedOrPlayedAsFarAsTheyGo) {
     std::string const whole = movie(bitmapHead(4, 3, 8, 1) + std::string(1024, 'c'),
                                     chunk("01dc", hex("04 01 00 00 04 02 00 00 04 03 00 01")) +
