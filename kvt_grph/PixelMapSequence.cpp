@@ -99,8 +99,12 @@ void PixelMapLocation::assign(PixelMapSequence * sequence, bool match) {
 /// The sequence in use that this one is, or is equal to; null if there is none.
 PixelMapSequence * PixelMapLocation::FindMatch(PixelMapSequence const & sequence) {
     Registry & all = registry();
+    // One in use stays, even if it has become equal to another: there are locations on it.
     for (long i = all.getCount() - 1; i >= 0; --i)
-        if (all.at(i) == &sequence || *all.at(i) == sequence)
+        if (all.at(i) == &sequence)
+            return all.at(i);
+    for (long i = all.getCount() - 1; i >= 0; --i)
+        if (*all.at(i) == sequence)
             return all.at(i);
     return nullptr;
 }

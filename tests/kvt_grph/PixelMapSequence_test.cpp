@@ -26,6 +26,7 @@ class Film : public PixelMapSequence {
     void fix_map(long index, bool fix) override { users[index] += fix ? 1 : -1; }
     bool exists(long index) const override { return index != missing; }
     void change_not_exists(long index) override { changed.push_back(index); }
+    void rename(std::string const & name) { name_ = name; }
     bool is_same_as(PixelMapSequence const & other) const override {
         return name_ == static_cast<Film const &>(other).name_;
     }
@@ -134,6 +135,22 @@ TEST(PixelMapSequence, SiblingsAreThoseOnTheSameSequenceAndEachSequenceIsListedO
     ASSERT_EQ(all.getCount(), 2);
     EXPECT_EQ(all.at(0).get_index(), 0);
     EXPECT_NE(all.at(0).get_sequence(), all.at(1).get_sequence());
+}
+
+TEST(PixelMapSequence, SequencesThatBecomeEqualWhileInUseStayApart) {
+    auto * const one = new Film("one");
+    auto * const two = new Film("two");
+    PixelMapLocation a(one), b(two), c;
+    one->rename("two");
+    TGVector<PixelMapLocation> all;
+    PixelMapLocation::GetAllLocations(all);
+    ASSERT_EQ(all.getCount(), 2);
+    EXPECT_NE(all.at(0).get_sequence(), all.at(1).get_sequence());
+    for (Film * const film : {one, two}) {
+        c.set_sequence(film);
+        EXPECT_EQ(c.get_sequence(), film);
+    }
+    EXPECT_EQ(Film::alive, 2);
 }
 
 TEST(PixelMapSequence, ALocationThatIsReadJoinsTheSequenceInUse) {
