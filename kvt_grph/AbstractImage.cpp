@@ -8,3 +8,7 @@ void AbstractImage::stop_read() {}
 void AbstractImage::start_write() const {}
 
 void AbstractImage::stop_write() const {}
+
+bool AbstractImage::has_room() const {
+    return true;
+}

@@ -42,4 +42,7 @@ class ONDREL_API AbstractImage {
     /// image and `pixels`, without conversion. What lies outside of the image is left out.
     virtual void set_color_line(int x, int y, int count, unsigned char * pixels) = 0;
     virtual void get_color_line(int x, int y, int count, unsigned char * pixels) const = 0;
+    /// Whether there is room for what start_read announced. Where there is none, the file counts as
+    /// not readable.
+    virtual bool has_room() const;
 };

@@ -409,6 +409,8 @@ bool BMPReaderWriter::read_part(ipstream & in, AbstractImage & image, GPoint fro
         return false;
     ImageReadHelper helper(image, info.format, head.width, head.height,
                            head.hasPalette() ? &info.palette : nullptr, from, size);
+    if (!helper.ready())
+        return false;
     if (coded)
         RunDecoder(in, head, helper).decode();
     else if (head.bits == 1)

@@ -21,7 +21,8 @@ class ONDREL_API BMPReaderWriter : public AbstractImageReaderWriter {
     bool is(ipstream & in) override;
     FileImageInfo * read_info(ipstream & in) override;
     /// False for a head that makes no sense, or promises what the stream cannot hold; the image is
-    /// then left alone. What is missing behind a good head is zero.
+    /// then left alone. False too for an image that has no room. What is missing behind a good head
+    /// is zero.
     bool read_part(ipstream & in, AbstractImage & image, GPoint from, GPoint size) override;
     /// An image of indices needs a palette, the window of which begins at slot 0. False without
     /// one, or when not all could be written.

@@ -175,6 +175,11 @@ void ImageReadHelper::init(MapFormat fileFormat, GPalette const * palette) {
     prepare_convert(fileFormat, palette, image_.get_format(), image_.get_palette());
 }
 
+bool ImageReadHelper::ready() const {
+    return size_.x < 1 || size_.y < 1 || targetLayout_ == AbstractImage::FormatNone ||
+           image_.has_room();
+}
+
 void ImageReadHelper::set_line(int x, int y, int count, unsigned char * pixels) {
     RunInWindow const run(x, y, count, origin_, size_);
     if (run.count < 1)

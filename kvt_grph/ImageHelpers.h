@@ -65,6 +65,8 @@ class ONDREL_API ImageReadHelper : public ImageDecodingHelper {
     ImageReadHelper(AbstractImage & image, MapFormat fileFormat, int width, int height,
                     GPalette const * palette, GPoint origin, GPoint size);
     ~ImageReadHelper();
+    /// Whether the image can take the lines; false when it has no room for the window.
+    bool ready() const;
     /// Takes `count` pixels in the layout of the file; (x, y) counts in the file. What lies outside
     /// of the window is left out.
     void set_line(int x, int y, int count, unsigned char * pixels);

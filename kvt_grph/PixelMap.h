@@ -177,6 +177,7 @@ class ONDREL_API PixelMap : public GStreamable, public AbstractImage {
     void start_read(MapFormat format, int width, int height, GPalette const * palette) override;
     void set_color_line(int x, int y, int count, unsigned char * pixels) override;
     void get_color_line(int x, int y, int count, unsigned char * pixels) const override;
+    bool has_room() const override { return pixels_ != nullptr; }
 
   private:
     RGBA_Color & rgba(int x, int y) const { return reinterpret_cast<RGBA_Color *>(rows_[y])[x]; }

@@ -293,6 +293,8 @@ bool TGAReaderWriter::read_part(ipstream & in, AbstractImage & image, GPoint fro
         return false;
     ImageReadHelper helper(image, info.format, head.width, head.height,
                            head.isMapped() && head.mapType ? &info.palette : nullptr, from, size);
+    if (!helper.ready())
+        return false;
     RowPlacer placer(head, helper);
     std::size_t const rowBytes = head.fileBytes() * static_cast<std::size_t>(head.width);
     if (!head.isCoded()) {

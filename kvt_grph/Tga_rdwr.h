@@ -16,8 +16,8 @@ class ONDREL_API TGAReaderWriter : public AbstractImageReaderWriter {
     bool is(ipstream & in) override;
     FileImageInfo * read_info(ipstream & in) override;
     /// False for a head that makes no sense, or promises what the stream cannot hold; the image is
-    /// then left alone, as it is by a file that says to have no pixels, which is no failure. What
-    /// is missing behind a good head is zero.
+    /// then left alone, as it is by a file that says to have no pixels, which is no failure. False
+    /// too for an image that has no room. What is missing behind a good head is zero.
     bool read_part(ipstream & in, AbstractImage & image, GPoint from, GPoint size) override;
     /// With alpha where the image has it. False for sizes above 65535, or when not all could be
     /// written.

@@ -3,6 +3,7 @@
 #include "../TemporaryDirectory.h"
 #include "../foundation/StreamBytes.h"
 #include "foundation/GException.h"
+#include "kvt_grph/AbstractImageReaderWriter.h"
 
 #include <gtest/gtest.h>
 
@@ -97,6 +98,27 @@ TEST(PixelMapFilesTest, absentFilesAndOtherFormatsAreTold) {
     EXPECT_FALSE(PixelMap::IsReadableFile(directory.name("absent.bmp").c_str()));
     EXPECT_FALSE(PixelMap::IsReadableFile(text.c_str()));
     EXPECT_TRUE(PixelMap::IsReadableFile(good.c_str()));
+}
+
+TEST(PixelMapFilesTest, picturesThatNoMapCanHoldAreRefused) {
+    // 32767 x 32767 pixels, and as many codes as are needed to be believed.
+    std::string const codes(9 << 20, '\0');
+    std::string const targa = hex("00 00 0A 0000 0000 00 0000 0000 FF7F FF7F 20 20") + codes;
+    std::string const bitmap8 = hex("424D 00000000 0000 0000 3A000000"
+                                    "28000000 FF7F0000 FF7F0000 0100 0800 01000000 00009000"
+                                    "00000000 00000000 01000000 00000000 00000000") +
+                                codes;
+    for (std::string const & file : {targa, bitmap8}) {
+        Input in(file);
+        PixelMap map(1, 1, AbstractImage::FormatRGBAlpha);
+        EXPECT_FALSE(AbstractImageReaderWriter::Read(*in, map));
+        EXPECT_EQ(map.get_width(), 0);
+        in->seekg(0);
+        EXPECT_THROW(map.load(*in), InvalidFileFormat_Exception);
+        in->seekg(0);
+        EXPECT_TRUE(AbstractImageReaderWriter::ReadPart(*in, map, GPoint(9, 9), GPoint(2, 1)));
+        EXPECT_EQ(map.get_width(), 2) << "a part of them fits";
+    }
 }
 
 TEST(PixelMapFilesTest, objectsAreReadFromAndWrittenToImageFiles) {
