@@ -41,6 +41,8 @@ void addImage(CLI::App & program, int & status);
 void addIni(CLI::App & program);
 /// `status` gets the exit status of a command that ends in another than 0 without a message.
 void addPack(CLI::App & program, int & status);
+/// `run` and `dump`.
+void addScript(CLI::App & program);
 void addTrace(CLI::App & program);
 
 } // namespace tool

@@ -4,6 +4,10 @@
 
 #include <algorithm>
 #include <csignal>
+#include <deque>
+#include <iostream>
+#include <mutex>
+#include <thread>
 
 #include <unistd.h>
 
@@ -43,6 +47,38 @@ void catchInterruptions() {
 void stopIfInterrupted() {
     if (isInterrupted)
         throw Failure(Interrupted, "broken off");
+}
+
+struct Keyboard::Queue {
+    std::mutex mutex;
+    std::deque<std::string> lines;
+    bool ended = false;
+};
+
+Keyboard::Keyboard() : queue_(std::make_shared<Queue>()) {
+    // It goes on waiting for a line when the program ends, so it shares what it writes to.
+    std::thread([queue = queue_] {
+        for (std::string line; std::getline(std::cin, line);) {
+            std::lock_guard const lock(queue->mutex);
+            queue->lines.push_back(line);
+        }
+        std::lock_guard const lock(queue->mutex);
+        queue->ended = true;
+    }).detach();
+}
+
+bool Keyboard::next(std::string & line) {
+    std::lock_guard const lock(queue_->mutex);
+    if (queue_->lines.empty())
+        return false;
+    line = queue_->lines.front();
+    queue_->lines.pop_front();
+    return true;
+}
+
+bool Keyboard::atEnd() const {
+    std::lock_guard const lock(queue_->mutex);
+    return queue_->ended && queue_->lines.empty();
 }
 
 Progress::Progress(std::string const & label, std::int64_t total)

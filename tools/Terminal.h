@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <string>
 
 namespace tool {
@@ -15,6 +16,20 @@ bool isTerminal(std::FILE * stream);
 void catchInterruptions();
 /// Throws Failure when the user has broken off.
 void stopIfInterrupted();
+
+/// Lines that the user types, read beside the work. There is one for the life of a program.
+class Keyboard {
+  public:
+    Keyboard();
+    /// False when there is no line, for now or for good.
+    bool next(std::string & line);
+    /// Whether no more lines can come.
+    bool atEnd() const;
+
+  private:
+    struct Queue;
+    std::shared_ptr<Queue> const queue_;
+};
 
 /// A bar on standard error, when that is a terminal and there is enough to do.
 class Progress {

@@ -27,6 +27,7 @@ int main(int argc, char ** argv) {
     addImage(program, status);
     addIni(program);
     addPack(program, status);
+    addScript(program);
     addTrace(program);
     catchInterruptions();
     try {

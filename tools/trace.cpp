@@ -13,14 +13,10 @@
 #include <CLI/CLI.hpp>
 
 #include <cstdio>
-#include <deque>
 #include <fstream>
-#include <iostream>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <sstream>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -58,35 +54,6 @@ std::vector<Channel> channelsOf(TracerConfig const & config) {
         &channels);
     return channels;
 }
-
-/// Lines that the user types, read beside the work.
-class Keyboard {
-  public:
-    Keyboard() {
-        // It goes on waiting for a line when the program ends, so it shares what it writes to.
-        std::thread([queue = queue_] {
-            for (std::string line; std::getline(std::cin, line);) {
-                std::lock_guard const lock(queue->mutex);
-                queue->lines.push_back(line);
-            }
-        }).detach();
-    }
-    bool next(std::string & line) {
-        std::lock_guard const lock(queue_->mutex);
-        if (queue_->lines.empty())
-            return false;
-        line = queue_->lines.front();
-        queue_->lines.pop_front();
-        return true;
-    }
-
-  private:
-    struct Queue {
-        std::mutex mutex;
-        std::deque<std::string> lines;
-    };
-    std::shared_ptr<Queue> const queue_ = std::make_shared<Queue>();
-};
 
 /// The listening tool; programs keep silent when it has gone.
 class Listener {

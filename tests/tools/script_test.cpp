@@ -1,0 +1,67 @@
+// Scripts that are run and shown without a host.
+#include "tests/tools/program_support.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+namespace {
+
+std::string const lamp = "#include more.inc\n"
+                         "lit := 0\n"
+                         "State Dark\n{\n"
+                         "Method Switch\n{\nlit = 1\nClick(2.5, \"on\")\ngoto Bright\n}\n}\n"
+                         "State Bright\n{\n"
+                         "Method Step\n{\ncount = count + 1\n}\n}\n";
+
+Outcome run(TemporaryDirectory const & folder, std::vector<std::string> arguments,
+            std::string const & input = "") {
+    arguments.insert(arguments.begin(), {"run", "lamp.aut"});
+    return runProgram(folder, arguments, input);
+}
+
+TEST(RunScript, TellsEventsCallsStatesAndValuesInTheirOrder) {
+    TemporaryDirectory const folder;
+    folder.put("lamp.aut", lamp);
+    folder.put("more.inc", "count := 7\n");
+    Outcome const done = run(folder, {"--steps", "4", "--dt", "0.5", "--event", "Switch@1"});
+    EXPECT_EQ(done.status, 0) << done.err;
+    EXPECT_EQ(done.out, "    0.000  state  Dark\n"
+                        "    0.000  value  count = 7\n"
+                        "    0.000  value  lit = 0\n"
+                        "    1.000  event  Switch\n"
+                        "    1.000  call   Click(2.5, \"on\")\n"
+                        "    1.000  state  Dark -> Bright\n"
+                        "    1.000  value  lit = 1\n"
+                        "    1.500  value  count = 8\n"
+                        "    2.000  value  count = 9\n");
+}
+
+TEST(RunScript, TakesEventsFromThePromptUntilToldToQuit) {
+    TemporaryDirectory const folder;
+    folder.put("lamp.aut", lamp);
+    Outcome const done = run(folder, {"--steps", "1000000", "--prompt"}, "Switch\nUnknown\nquit\n");
+    EXPECT_EQ(done.status, 0) << done.err;
+    EXPECT_NE(done.out.find("state  Dark -> Bright"), std::string::npos) << done.out;
+    EXPECT_NE(done.out.find("call   Unknown()"), std::string::npos);
+}
+
+TEST(RunScript, RefusesWhatItCannotReadOrUnderstand) {
+    TemporaryDirectory const folder;
+    EXPECT_EQ(run(folder, {}).status, 3);
+    folder.put("lamp.aut", "State A B // swallows the last line end");
+    EXPECT_EQ(run(folder, {"--steps", "1"}).status, 2);
+    for (char const * const event : {"Switch", "@1", "Switch@", "Switch@soon", "Switch@-1"})
+        EXPECT_EQ(run(folder, {"--event", event}).status, 64) << event;
+}
+
+TEST(DumpScript, PrintsWhatWasUnderstood) {
+    TemporaryDirectory const folder;
+    folder.put("lamp.aut", lamp);
+    Outcome const shown = runProgram(folder, {"dump", "lamp.aut"});
+    EXPECT_EQ(shown.status, 0) << shown.err;
+    EXPECT_NE(shown.out.find("goto Bright"), std::string::npos) << shown.out;
+    EXPECT_EQ(runProgram(folder, {"dump", "absent.aut"}).status, 3);
+}
+
+} // namespace
