@@ -136,6 +136,48 @@ GBufferedIO::~GBufferedIO() {
     delete[] buffer_;
 }
 
+long GBufferedIO::gwrite(void const * data, long count) {
+    if (!passes(count))
+        return GAbstractBufferedIO::gwrite(data, count);
+    if (getState() != Writing && !startWrite())
+        return -1;
+    if (getWCurrent() != getWBegin() && !writeBuffer())
+        return GAbstractBufferedIO::gwrite(data, count);
+    long const result = getIO()->gwrite(data, count);
+    if (result == count)
+        return count;
+    // What the window would have taken stays in it, as after every short write.
+    setError(result < 0 ? FailedWrite : IncompleteWrite);
+    long const done = std::max(result, 0L);
+    long const kept = std::min(count - done, size_);
+    std::memcpy(buffer_, static_cast<unsigned char const *>(data) + done,
+                static_cast<std::size_t>(kept));
+    setWPointers(buffer_, buffer_ + kept, buffer_ + size_);
+    return done + kept;
+}
+
+long GBufferedIO::gread(void * data, long count) {
+    if (!passes(count))
+        return GAbstractBufferedIO::gread(data, count);
+    if (getState() != Reading && !startRead())
+        return -1;
+    auto * const to = static_cast<unsigned char *>(data);
+    long done = std::min<long>(count, static_cast<long>(getREnd() - getRCurrent()));
+    if (done > 0)
+        std::memcpy(to, getRCurrent(), static_cast<std::size_t>(done));
+    setRCurrent(getRCurrent() + done);
+    while (done < count) {
+        long const piece = getIO()->gread(to + done, count - done);
+        if (piece <= 0) {
+            setError(EndOfFile);
+            setRPointers(nullptr, nullptr, nullptr);
+            break;
+        }
+        done += piece;
+    }
+    return done;
+}
+
 unsigned char GBufferedIO::startWrite() {
     if (!GAbstractBufferedIO::startWrite())
         return 0;

@@ -108,6 +108,12 @@ class ONDREL_API GBufferedIO : public GAbstractBufferedIO {
     unsigned char * getBuffer() const { return buffer_; }
     long getBufferSize() const { return size_; }
 
+    /// Lets what is as large as the buffer go between the caller and the device without it. Not for
+    /// a layer that changes the bytes on their way.
+    void passLargePieces() { passesLargePieces_ = true; }
+    long gwrite(void const * data, long count) override;
+    long gread(void * data, long count) override;
+
     unsigned char startWrite() override;
     void stopWrite() override;
     /// A short write leaves what was not written in the window.
@@ -118,6 +124,9 @@ class ONDREL_API GBufferedIO : public GAbstractBufferedIO {
     unsigned char readBuffer() override;
 
   private:
+    bool passes(long count) const { return passesLargePieces_ && count >= size_ && getIO(); }
+
     unsigned char * buffer_;
     long size_;
+    bool passesLargePieces_ = false;
 };

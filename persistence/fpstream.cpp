@@ -19,6 +19,7 @@ GModuleDtor const g_release([] { delete std::exchange(g_redirectionFile, nullptr
 } // namespace
 
 fpbase::fpbase() : file_(new GFileIO), device_(file_) {
+    device_.passLargePieces();
     init(&device_);
 }
 

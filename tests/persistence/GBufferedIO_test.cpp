@@ -48,9 +48,11 @@ class Device : public GMemoryIO {
 TEST(GBufferedIO, MixedReadingAndWritingFollowsAPlainModel) {
     std::mt19937 random(73);
     auto const below = [&random](long n) { return static_cast<long>(random() % n); };
-    for (long const bufferSize : {-1L, 0L, 1L, 7L, 64L}) {
+    for (long const bufferSize : {-1L, 0L, 1L, 7L, 64L, 3L, 10L}) {
         auto * const device = new Device;
         GBufferedIO io(device, bufferSize);
+        if (bufferSize == 3 || bufferSize == 10)
+            io.passLargePieces();
         EXPECT_EQ(io.getBufferSize(), bufferSize > 0 ? bufferSize : 4);
         std::string model;
         std::size_t position = 0;
@@ -177,6 +179,38 @@ TEST(GBufferedIO, FullDeviceLeavesTheRestInTheWindow) {
     device->broken = false;
     io.flush();
     EXPECT_EQ(device->content(), "abcdefgh");
+}
+
+TEST(GBufferedIO, LargePiecesPassTheWindow) {
+    auto * const device = new Device;
+    GBufferedIO io(device, 4);
+    io.passLargePieces();
+    EXPECT_EQ(io.gwrite("abc", 3), 3);
+    EXPECT_EQ(io.gwrite("0123456789", 10), 10);
+    EXPECT_EQ(device->calls, 2) << "the window, and the piece";
+    device->room = 3;
+    EXPECT_EQ(io.gwrite("ABCDEFGHIJ", 10), 7);
+    EXPECT_EQ(io.getError(), GIO::IncompleteWrite);
+    EXPECT_EQ(io.gwrite("HIJK", 4), 0) << "full still";
+    device->room = -1;
+    EXPECT_EQ(io.gwrite("HIJK", 4), 4) << "there is room again, and nothing was lost";
+    device->broken = true;
+    EXPECT_EQ(io.gwrite("xxxxx", 5), 4);
+    EXPECT_EQ(io.getError(), GIO::FailedWrite);
+    device->broken = false;
+    io.flush();
+    EXPECT_EQ(device->content(), "abc0123456789ABCDEFGHIJKxxxx");
+
+    io.gseek(1, GIO::FromStart);
+    device->calls = 0;
+    char read[100];
+    EXPECT_EQ(io.gread(read, 20), 20);
+    EXPECT_EQ(device->calls, 2);
+    EXPECT_EQ(std::string(read, 20), "bc0123456789ABCDEFGH");
+    EXPECT_EQ(io.gread(read, 100), 7);
+    EXPECT_EQ(io.getError(), GIO::EndOfFile);
+    EXPECT_EQ(std::string(read, 7), "IJKxxxx");
+    EXPECT_EQ(io.gtell(), 28);
 }
 
 TEST(GBufferedIO, EndOfTheDeviceIsAnErrorUntilTheNextStart) {
