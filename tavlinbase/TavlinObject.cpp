@@ -143,6 +143,7 @@ void Object::detachAt(long index) {
     iface->object_ = nullptr;
     iface->listed_ = false;
     interfaces_.remove(iface.pointer());
+    ++interfacesThatLeft_;
 }
 
 void Object::remove(TRef<AUnknown> const & iface) {

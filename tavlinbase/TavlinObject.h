@@ -42,6 +42,10 @@ class ONDREL_API Object : public virtual RefCounter {
     /// queryInterface; when there is none it is built and attached. Null when that fails.
     TRef<AUnknown> querySafeInterface(GMetaClass const * metaClass);
 
+    /// Grows with each interface that leaves. As long as it stays, whoever has found something in
+    /// an interface of this object can rely on it.
+    unsigned interfacesThatLeft() const { return interfacesThatLeft_; }
+
     /// 0 when the two are equal, so that one of them will do.
     virtual int compare(Object const & other) const = 0;
     int compare(Object * other) const { return compare(*other); }
@@ -87,6 +91,7 @@ class ONDREL_API Object : public virtual RefCounter {
 
     GMetaClass const * registeredClass_ = nullptr; // under which it was registered
     TGCollection<AUnknown> interfaces_{0, 4, 0};   // in order of attachment; may have nulls
+    unsigned interfacesThatLeft_ = 0;
 };
 
 /// An object that is equal to no other.

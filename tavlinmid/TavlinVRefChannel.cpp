@@ -41,7 +41,15 @@ void VRefChannel::close() {
 void VRefChannel::send(VRefVector & args) {
     // A receiver may drop the last reference to itself in the middle of its own method.
     TRef<Object> const hold = target_.getObject();
+    // The interface that had the method may have gone, and another may have it now.
+    if (hold && hold->interfacesThatLeft() != boundAt_)
+        bind(hold, target_.getNameLinkID());
     target_.invoke(nullptr, &args);
+}
+
+bool VRefChannel::bind(TRef<Object> const & object, NameLinkID method) {
+    boundAt_ = object ? object->interfacesThatLeft() : 0;
+    return target_.bind(object, method);
 }
 
 bool VRefChannel::isBoundTo(TRef<Object> const & object, NameLinkID method) const {
@@ -74,7 +82,7 @@ void VRefChannel::read(ipstream & in) {
     NameLinkID method;
     in >> method;
     // Also when the target has gone: the method belongs to the stored form.
-    target_.bind(object, method);
+    bind(object, method);
     // The channel does not keep its target. Whoever does may come later in the stream, and finds
     // it by number.
     if (object)
@@ -149,7 +157,7 @@ TRef<VRefChannel> VRefChannelSource::openChannel(TRef<VRefChannel> channel, TRef
     for (long i = channels_.getCount() - 1; i >= 0; --i)
         if (channels_.at(i)->isBoundTo(object, method))
             return channels_.at(i);
-    if (!channel->target_.bind(object, method))
+    if (!channel->bind(object, method))
         return nullptr;
     channel->source_ = this;
     channels_.insert(channel);

@@ -42,11 +42,13 @@ class ONDREL_API VRefChannel : public virtual RefCounter {
   private:
     friend class VRefChannelSource;
 
+    bool bind(TRef<Object> const & object, NameLinkID method);
     bool isBoundTo(TRef<Object> const & object, NameLinkID method) const;
     void cutOff();
 
     bool locked_ = false;
     ExternalBoundMethod target_;
+    unsigned boundAt_ = 0; // the target's interfacesThatLeft when the method was found
     VRefChannelSource * source_ = nullptr; // not counted
 };
 

@@ -48,6 +48,22 @@ TAVLIN_BEGIN_DISPATCHER(Listener, IDispatcherImpl)
     TAVLIN_METHOD("Knock", knock, UNDEFINED)
 TAVLIN_END_DISPATCHER()
 
+/// A method that comes and goes with an interface.
+class IKnocker : public IDispatcherImpl {
+    G_DECLARE_CREATABLE(IKnocker)
+    TAVLIN_DECLARE_DISPATCHER(IKnocker)
+  public:
+    void tap(VariableRef *, VRefVector *) { Listener::log += "tap" + std::to_string(taps_++); }
+
+  private:
+    int taps_ = 1;
+};
+
+G_DEFINE_CREATABLE(IKnocker, "channel_test::IKnocker", IDispatcherImpl)
+TAVLIN_BEGIN_DISPATCHER(IKnocker, IDispatcherImpl)
+    TAVLIN_METHOD("Tap", tap, UNDEFINED)
+TAVLIN_END_DISPATCHER()
+
 class ChannelTest : public ScriptTest {
   protected:
     ChannelTest() {
@@ -180,6 +196,22 @@ TEST_F(ChannelTest, ReceiversMayEndDuringTheSend) {
     listeners[3]->work = nullptr;
     EXPECT_EQ(sent(), "d:ring a:ring");
     EXPECT_EQ(source->getChannelCount(), 2);
+}
+
+TEST_F(ChannelTest, MethodMayGoAndComeWithItsInterface) {
+    listeners[0]->addInterface(TRef<AUnknown>(new IKnocker));
+    TRef<VRefChannel> const tap = open(0, "Tap");
+    EXPECT_EQ(sent(), "tap1");
+    listeners[0]->removeInterface(&IKnocker::metaclass_);
+    EXPECT_EQ(sent(), "") << "it stays subscribed";
+    listeners[0]->addInterface(TRef<AUnknown>(new IKnocker));
+    EXPECT_EQ(sent(), "tap1") << "the new one";
+    // Replaced between two sends.
+    listeners[0]->removeInterface(&IKnocker::metaclass_);
+    listeners[0]->addInterface(TRef<AUnknown>(new IKnocker));
+    EXPECT_EQ(sent(), "tap1");
+    EXPECT_EQ(sent(), "tap2");
+    EXPECT_EQ(tap->getSource(), source.pointer());
 }
 
 TEST_F(ChannelTest, SourceMayEndDuringTheSend) {
