@@ -129,6 +129,8 @@ class TgaFileImageInfo : public FileImageInfo {
         if (!head.read(in) || in.skipBytes(head.idLength) < static_cast<long>(head.idLength) ||
             (head.mapType && !readMap(in, head, palette)))
             return false;
+        if (!head.isMapped())
+            palette.resize(0, 0); // a map that no pixel uses
         format = head.format();
         width = head.width;
         height = head.height;

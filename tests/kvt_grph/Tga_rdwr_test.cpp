@@ -199,6 +199,14 @@ TEST(TGAReaderWriterTest, infoTellsTheHead) {
         EXPECT_EQ(info->width, c.file[12]);
         EXPECT_EQ(info->height, c.file[14]);
     }
+    std::string file = mapped; // of colours, with a map that is not for them
+    file[2] = 2;
+    file[16] = 24;
+    Input colours(file);
+    std::unique_ptr<FileImageInfo> const info(TGAReaderWriter().read_info(*colours));
+    ASSERT_TRUE(info);
+    EXPECT_EQ(info->format, rgb24);
+    EXPECT_EQ(info->palette.getCount(), 0);
     Input none(std::string(16, '\0') + hex("08 00"));
     EXPECT_EQ(TGAReaderWriter().read_info(*none), nullptr);
     Input window(trueColour);
