@@ -355,6 +355,8 @@ bool writeColors(opstream & out, AbstractImage const & image) {
 
 bool writeIndices(opstream & out, AbstractImage const & image, GPalette const & palette) {
     BmpHead head = headFor(image);
+    // These two agree for a window that begins at slot 0. Maps with another one lose pixels, as
+    // they always have: what is in the file depends on it.
     int const used = palette.getCount() - palette.getFirst();
     head.bits = used < 3 ? 1 : used < 17 ? 4 : 8;
     head.colors = static_cast<std::uint32_t>(palette.getCount() + palette.getFirst());
