@@ -4,6 +4,8 @@
 #include "foundation/GException.h"
 #include "kvt_grph/AbstractImageReaderWriter.h"
 
+#include <climits>
+
 namespace ondrel_detail {
 
 void setFilter(ImageFileFilter & filter, unsigned id) {
@@ -100,7 +102,8 @@ bool WindowReader::refill() {
 }
 
 PartOfFile::PartOfFile(AbstractImage const & image, GPoint position, int width, int height) {
-    std::int64_t const left = position.x, top = position.y;
+    std::int64_t const left = std::clamp<long>(position.x, INT_MIN, INT_MAX);
+    std::int64_t const top = std::clamp<long>(position.y, INT_MIN, INT_MAX);
     std::int64_t const right = std::min<std::int64_t>(left + image.get_width(), width);
     std::int64_t const bottom = std::min<std::int64_t>(top + image.get_height(), height);
     if (right <= std::max<std::int64_t>(left, 0) || bottom <= std::max<std::int64_t>(top, 0))

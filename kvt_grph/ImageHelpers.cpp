@@ -15,8 +15,8 @@ constexpr std::size_t rgbSize = sizeof(RGB_Color);
 constexpr std::size_t rgbaSize = sizeof(RGBA_Color);
 
 /// A caller may ask for any window; what counts is an `int` in the end.
-long bounded(long value) {
-    return std::clamp<long>(value, 0, INT_MAX);
+long bounded(long value, int least = 0) {
+    return std::clamp<long>(value, least, INT_MAX);
 }
 
 /// What of a run of pixels lies in a window of `size` pixels that begins at `origin`.
@@ -61,7 +61,8 @@ void findIndices(int count, unsigned char const * source, unsigned char * target
 } // namespace
 
 ImageDecodingHelper::ImageDecodingHelper(int width, int height, GPoint origin, GPoint size)
-    : origin_(origin), size_(bounded(size.x), bounded(size.y)) {
+    : origin_(bounded(origin.x, INT_MIN), bounded(origin.y, INT_MIN)),
+      size_(bounded(size.x), bounded(size.y)) {
     if (size.x < 0 || size.y < 0) {
         origin_ = GPoint(0, 0);
         size_ = GPoint(bounded(width), bounded(height));

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <stdexcept>
 
 using namespace stream_bytes;
@@ -265,4 +266,12 @@ TEST(ImageHelpersTest, aWindowTakesOnlyWhatLiesInIt) {
     EXPECT_EQ(image.row(0), hex("00000300 00000400"));
     EXPECT_EQ(image.row(1), "...." + hex("00000100"));
     EXPECT_EQ(image.lines, 2);
+
+    for (long const far : {LONG_MIN, LONG_MAX}) {
+        PlainImage empty;
+        ImageReadHelper away(empty, AbstractImage::FormatRGB, 9, 9, nullptr, GPoint(far, far),
+                             GPoint(2, 2));
+        away.set_line(-1, 0, 6, pixels);
+        EXPECT_EQ(empty.lines, 0);
+    }
 }

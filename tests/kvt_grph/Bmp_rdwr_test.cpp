@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
+
 using namespace stream_bytes;
 
 namespace {
@@ -238,6 +240,13 @@ TEST(BMPReaderWriterTest, writesTheDepthThatThePaletteNeeds) {
     EXPECT_EQ(bytes[28], 8);
     EXPECT_EQ(bytes.substr(54 + 4 * 17), hex("10 0F 00 00"));
 
+    // Twelve colours from slot 10 on: 12 - 10 of them count, 12 + 10 are written.
+    GPalette const shifted(12, 10);
+    std::string const lossy = saved(PlainImage(index8, 2, 1, hex("0A 00"), &shifted));
+    EXPECT_EQ(lossy[28], 1);
+    EXPECT_EQ(lossy[46], 22);
+    EXPECT_EQ(lossy.substr(54 + 4 * 22), hex("80 00 00 00"));
+
     ompstream out;
     EXPECT_FALSE(BMPReaderWriter().write_image(out, PlainImage(index8, 2, 1, "ab")));
     EXPECT_FALSE(BMPReaderWriter().write_image(out, GPalette()));
@@ -279,6 +288,8 @@ TEST(BMPReaderWriterTest, partsFillABlankFile) {
                        {GPoint(-1, -1), "040404 010101 020202", "000000 030303 040404"},
                        {GPoint(2, 1), "040404 010101 020202", "000000 030303 010101"},
                        {GPoint(3, 0), "040404 010101 020202", "000000 030303 010101"},
+                       {GPoint(LONG_MAX, LONG_MAX), "040404 010101 020202", "000000 030303 010101"},
+                       {GPoint(LONG_MIN, LONG_MIN), "040404 010101 020202", "000000 030303 010101"},
                        {GPoint(0, -2), "040404 010101 020202", "000000 030303 010101"}};
     for (auto const & c : cases) {
         stream.seekp(1);
