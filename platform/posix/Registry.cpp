@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <map>
 
@@ -65,23 +66,23 @@ std::string unescaped(std::string const & line, std::size_t & at, char end) {
     return result;
 }
 
-std::string contentOf(std::string const & file) {
-    std::string content;
+/// False when the file is there and cannot be read in full, or is too large.
+bool readContent(std::string const & file, std::string & content) {
+    content.clear();
     int const handle = uninterrupted([&] { return open(file.c_str(), O_RDONLY | O_CLOEXEC); });
     if (handle < 0)
-        return content;
+        return errno == ENOENT;
     char piece[4096];
     ssize_t count = 0;
-    while (content.size() < mostBytes &&
+    while (content.size() <= mostBytes &&
            (count = uninterrupted([&] { return read(handle, piece, sizeof piece); })) > 0)
         content.append(piece, static_cast<std::size_t>(count));
     close(handle);
-    return content;
+    return count == 0;
 }
 
-Keys load(std::string const & file) {
+Keys parsed(std::string const & content) {
     Keys keys;
-    std::string const content = contentOf(file);
     Values * values = nullptr;
     for (std::size_t begin = 0; begin < content.size();) {
         std::size_t const end = std::min(content.find('\n', begin), content.size());
@@ -98,6 +99,12 @@ Keys load(std::string const & file) {
         }
     }
     return keys;
+}
+
+/// Empty when there is none, or it cannot be read.
+Keys load(std::string const & file) {
+    std::string content;
+    return readContent(file, content) ? parsed(content) : Keys();
 }
 
 bool save(std::string const & file, Keys const & keys) {
@@ -146,7 +153,11 @@ bool change(Work work) {
     Lock const lock(file);
     if (!lock.holds())
         return false;
-    Keys keys = load(file);
+    // What cannot be read must not be replaced by the little that is known of it.
+    std::string content;
+    if (!readContent(file, content))
+        return false;
+    Keys keys = parsed(content);
     work(keys);
     return save(file, keys);
 }

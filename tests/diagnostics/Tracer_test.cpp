@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -179,6 +180,17 @@ TEST_F(TracerTest, TheStoreKeepsAnyTextAndMissesWhatIsAbsent) {
     EXPECT_EQ(list.size(), 1u);
     folder.put("registry", "no key\n=\n[open\nname\n\\\n[k]\nx=1\nx=2");
     EXPECT_EQ(registry("k", "x"), "2");
+}
+
+TEST_F(TracerTest, AStoreThatCannotBeReadInFullIsNotReplaced) {
+    ASSERT_TRUE(platform::writeRegistry("k", "x", "1"));
+    std::filesystem::resize_file(folder.name("registry"), 17u << 20);
+    EXPECT_FALSE(platform::writeRegistry("k", "y", "2"));
+    int number = 0;
+    EXPECT_FALSE(platform::countUpRegistry("k", "z", number));
+    EXPECT_EQ(std::filesystem::file_size(folder.name("registry")), 17u << 20);
+    std::filesystem::resize_file(folder.name("registry"), 8);
+    EXPECT_EQ(registry("k", "x"), "1");
 }
 
 } // namespace
