@@ -2,6 +2,10 @@
 
 #include "../TemporaryDirectory.h"
 
+#include "kvt_grph/ColorCollection.h"
+#include "persistence/fpstream.h"
+#include "persistence/zpstream.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -142,6 +146,62 @@ TEST(PixelMapTools, FilesAreSavedByTheirExtensionAndLoadedByTheirContent) {
     EXPECT_EQ(PixelMapTools::LoadFromFile(folder.name("absent").c_str()), nullptr);
     std::string const junk = folder.put("junk", "no picture, and no object stream either");
     EXPECT_EQ(PixelMapTools::LoadFromFile(junk.c_str()), nullptr);
+}
+
+/// A map of a host, which streams its pixels as well.
+class WholeMap : public PixelMap {
+    G_DECLARE_CREATABLE(WholeMap)
+  public:
+    using PixelMap::PixelMap;
+    void write(opstream & out) override {
+        out.writeDWord(static_cast<unsigned long>(get_width()));
+        out.writeDWord(static_cast<unsigned long>(get_height()));
+        out.writeBytes(get_pixels_address(), get_size());
+    }
+    void read(ipstream & in) override {
+        int const width = static_cast<int>(in.readDWord());
+        int const height = static_cast<int>(in.readDWord());
+        set_format(FormatRGB);
+        resize(width, height);
+        in.readBytes(get_pixels_address(), get_size());
+    }
+};
+G_DEFINE_CREATABLE(WholeMap, "tools_test::WholeMap", PixelMap)
+
+void writeObject(std::string const & file, GStreamable & object, bool compressed) {
+    auto const write = [&](auto && out) {
+        out.writePointer(&object);
+        out.flush();
+        ASSERT_TRUE(out.good());
+    };
+    if (compressed)
+        write(ozpstream(file.c_str(), GIO::WriteMode, GFileIO::CreateAndTruncate,
+                        GFileIO::ShareNone, 3));
+    else
+        write(ofpstream(file.c_str(), GIO::WriteMode, GFileIO::CreateAndTruncate,
+                        GFileIO::ShareNone));
+}
+
+TEST(PixelMapTools, MapsInObjectStreamsAreLoadedPlainAndCompressed) {
+    TemporaryDirectory const folder;
+    std::string const file = folder.name("map");
+    std::mt19937 random(11);
+    WholeMap whole(40, 30, AbstractImage::FormatRGB);
+    whole.full_fill(RGB_Color(1, 2, 3));
+    for (int i = 0; i < 1200; ++i)
+        whole.set_pixel(i % 40, i / 40, RGB_Color(static_cast<unsigned char>(random()), 2, 3));
+    ColorCollection other;
+    for (bool const compressed : {false, true}) {
+        writeObject(file, whole, compressed);
+        Map const back(PixelMapTools::LoadFromFile(file.c_str()));
+        ASSERT_TRUE(back) << compressed;
+        ASSERT_EQ(back->get_size(), whole.get_size());
+        for (int i = 0; i < 1200; ++i)
+            ASSERT_EQ(back->get_pixel(i % 40, i / 40), whole.get_pixel(i % 40, i / 40));
+
+        writeObject(file, other, compressed);
+        EXPECT_EQ(PixelMapTools::LoadFromFile(file.c_str()), nullptr) << "an object of other kind";
+    }
 }
 
 TEST(PixelMapTools, AMaskIsWhiteWhereTheMapIsNotBlack) {
