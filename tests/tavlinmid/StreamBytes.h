@@ -111,6 +111,7 @@ std::string versionError(T & object, std::string const & bytes) {
     log.enable(false);
     log.close_session();
     log.setFile("");
+    log.clearLastSection(); // a crash later on would take it for its reason
     std::filesystem::remove(file);
     return told;
 }
