@@ -166,13 +166,6 @@ bool IDispatcher::CallMethod(char const * path, VariableRef * result, VRefVector
            CallMethod(names, result, args, me, inherited);
 }
 
-bool DispParams::call(TRef<Object> const & object) {
-    for (TInterfaceIterator<IDispatcher> target(object, true); target; ++target)
-        if (target.get()->invoke(this))
-            return true;
-    return false;
-}
-
 PropertySetParams::PropertySetParams(NameLinkID callName, VariableRef const & value)
     : DispParams(callName, nullptr, &values_, IDispatcher::PropertySet), values_(1, 4) {
     values_.insert(value);

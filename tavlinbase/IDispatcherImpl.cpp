@@ -1,9 +1,13 @@
-// The tables, their index, and the dispatcher that answers from them.
+// The tables, their index, the dispatcher that answers from them, and the dynamic call.
 #include "tavlinbase/IDispatcherImpl.h"
 
 #include "foundation/IncrementalAllocator.h"
+#include "tavlinbase/InterfaceIterator.h"
 
+#include <atomic>
 #include <bit>
+#include <cstdint>
+#include <cstring>
 
 namespace Tavlin {
 
@@ -27,7 +31,171 @@ void * at(void * object, int offset) {
     return static_cast<char *>(object) + offset;
 }
 
+/// The place of a kind of call in a slot of the index; -1 when it is not exactly one of the four.
+int kindOf(int type) {
+    switch (type) {
+        case IDispatcher::Method:
+            return 0;
+        case IDispatcher::PropertyGet:
+            return 1;
+        case IDispatcher::PropertySet:
+            return 2;
+        case IDispatcher::Variable:
+            return 3;
+        default:
+            return -1;
+    }
+}
+
+/// Names are equal when the addresses of their texts are, so those tell them apart. The high bits
+/// are the good ones.
+std::uint32_t hashOf(NameLinkID name) {
+    static_assert(sizeof(NameLinkID) == sizeof(std::uintptr_t));
+    return static_cast<std::uint32_t>(std::bit_cast<std::uintptr_t>(name)) * 0x9E3779B1u;
+}
+
+/// A write through, which every alias of the member sees.
+[[gnu::noinline]] void writeThrough(IDispatcherImplTableEntry const & entry, void * self,
+                                    DispParams * params) {
+    VariableRef member;
+    _Variable * const variable = entry.variable(self);
+    member.link(*variable);
+    member = params->params->at(0);
+    variable->link(member);
+}
+
+inline void performCall(IDispatcherImplTableEntry const & entry, void * self, DispParams * params) {
+    if (params->type == IDispatcher::PropertySet &&
+        entry.type == IDispatcherImplTableEntry::Variable)
+        writeThrough(entry, self, params);
+    else
+        entry.invoke(self, params);
+}
+
 } // namespace
+
+// One test for both ends of the search, and no other for a name that is not there: which of the
+// interfaces of an object has a name is beyond what a processor can foretell, so each test costs.
+// The null name, too, ends at a free place.
+inline IDispatcherImplTable::Entries const & IDispatcherImplTable::find(NameLinkID name) const {
+    NameLinkID const * const names = names_.data();
+    std::size_t at = hashOf(name) >> shift_;
+    while (!(int(names[at] == name) | int(!names[at].isValid())))
+        at = (at + 1) & mask_;
+    return entries_[at];
+}
+
+/// Remembers which interfaces are called by a table and nothing else, so that the walk over the
+/// interfaces of an object looks their names up at once, without a cast and a call for each.
+///
+/// What keeps it true: the key is the table of virtual functions of the part of the object that the
+/// walk holds. It stands for one complete class, or for a base under construction, which has a
+/// table of its own; so the distance to the dispatcher, and which functions are virtual calls, are
+/// functions of the key. The table of names is the same for all objects of a class and never
+/// changes, and whether `invoke` is the plain one is told for exactly that class. Names go with
+/// their module, and forget everything.
+///
+/// Any thread may ask, as in GCastCache.
+class DispatcherMemory {
+  public:
+    struct Plain {
+        IDispatcherImplTable const * names; // null: the dispatcher, if any, must be asked
+        std::ptrdiff_t distance;            // from the part to the dispatcher
+    };
+
+    template <class Part>
+    static Plain Find(Part * part) {
+        void const * key;
+        std::memcpy(&key, static_cast<void const *>(part), sizeof key);
+        Slot & slot = slots_[place(key)];
+        std::uint32_t const version = slot.version.load(std::memory_order_acquire);
+        if (slot.key.load(std::memory_order_relaxed) == key) {
+            Plain const known{slot.names.load(std::memory_order_relaxed),
+                              slot.distance.load(std::memory_order_relaxed)};
+            std::atomic_thread_fence(std::memory_order_acquire);
+            if ((version & 1) == 0 && slot.version.load(std::memory_order_relaxed) == version)
+                return known;
+        }
+        return Learn(part, key, slot);
+    }
+    /// Offers a call to an interface, or to an object itself.
+    template <class Part>
+    static bool Offer(Part * part, DispParams & params) {
+        Plain const plain = Find(part);
+        if (!plain.names)
+            return Ask(part, params);
+        int const kind = kindOf(params.type);
+        if (kind < 0)
+            return false;
+        IDispatcherImplTableEntry const * const entry = plain.names->find(params.name).taker[kind];
+        if (!entry)
+            return false;
+        performCall(*entry, reinterpret_cast<char *>(part) + plain.distance, &params);
+        return true;
+    }
+    static void Forget() {
+        if (!anyLearnt_.exchange(false, std::memory_order_relaxed))
+            return;
+        for (Slot & slot : slots_)
+            while (!write(slot, nullptr, {})) {
+            }
+    }
+
+  private:
+    static constexpr int Bits = 9;
+
+    struct Slot {
+        std::atomic<std::uint32_t> version{0}; // odd while it is written
+        std::atomic<void const *> key{nullptr};
+        std::atomic<IDispatcherImplTable const *> names{nullptr};
+        std::atomic<std::ptrdiff_t> distance{0};
+    };
+
+    static std::size_t place(void const * key) {
+        return std::uint32_t(reinterpret_cast<std::uintptr_t>(key) >> 3) * 0x9E3779B1u >>
+               (32 - Bits);
+    }
+    template <class Part>
+    [[gnu::noinline]] static Plain Learn(Part * part, void const * key, Slot & slot) {
+        Plain const learnt = LookAt(part);
+        write(slot, key, learnt);
+        return learnt;
+    }
+    template <class Part>
+    static Plain LookAt(Part * part) {
+        anyLearnt_.store(true, std::memory_order_relaxed);
+        auto * const dispatcher = gcast_cached<IDispatcherImpl>(part);
+        auto const * const names =
+            dispatcher ? dispatcher->getMostRecentDispatcherEntryTable() : nullptr;
+        if (!names || !names->plainClass() || *names->plainClass() != typeid(*dispatcher))
+            return {nullptr, 0};
+        void const * const self = static_cast<IDispatcher *>(dispatcher);
+        return {names, static_cast<char const *>(self) - reinterpret_cast<char const *>(part)};
+    }
+    template <class Part>
+    [[gnu::noinline]] static bool Ask(Part * part, DispParams & params) {
+        auto * const dispatcher = gcast_cached<IDispatcher>(part);
+        return dispatcher && dispatcher->invoke(&params);
+    }
+    static bool write(Slot & slot, void const * key, Plain plain) {
+        std::uint32_t version = slot.version.load(std::memory_order_relaxed);
+        if ((version & 1) != 0 ||
+            !slot.version.compare_exchange_strong(version, version + 1, std::memory_order_acquire))
+            return false;
+        std::atomic_thread_fence(std::memory_order_release);
+        slot.key.store(key, std::memory_order_relaxed);
+        slot.names.store(plain.names, std::memory_order_relaxed);
+        slot.distance.store(plain.distance, std::memory_order_relaxed);
+        slot.version.store(version + 2, std::memory_order_release);
+        return true;
+    }
+
+    static constinit std::atomic<bool> anyLearnt_;
+    static constinit Slot slots_[std::size_t(1) << Bits];
+};
+
+constinit std::atomic<bool> DispatcherMemory::anyLearnt_{false};
+constinit DispatcherMemory::Slot DispatcherMemory::slots_[std::size_t(1) << Bits];
 
 void * IDispatcherImplTableEntry::operator new(std::size_t size) {
     constexpr std::size_t unit = alignof(std::max_align_t);
@@ -72,6 +240,7 @@ IDispatcherImplTable::IDispatcherImplTable(void (*fillTable)(IDispatcherImplTabl
 }
 
 IDispatcherImplTable::~IDispatcherImplTable() {
+    DispatcherMemory::Forget();
     shut_down();
 }
 
@@ -89,16 +258,14 @@ IDispatcherImplTableEntry const * IDispatcherImplTable::entry(int index) const {
     return at(index);
 }
 
-std::size_t IDispatcherImplTable::place(NameLinkID name) const {
-    auto const word = static_cast<std::size_t>(name.offset());
-    return (word * 0x9E3779B1u >> 4) & (index_.size() - 1);
-}
-
 void IDispatcherImplTable::buildIndex() {
     std::size_t all = 0;
     for (IDispatcherImplTable const * table = this; table; table = table->base())
         all += static_cast<std::size_t>(table->names());
-    index_.resize(std::bit_ceil(2 * all + 1));
+    names_.resize(std::bit_ceil(2 * all + 2));
+    entries_.resize(names_.size());
+    mask_ = names_.size() - 1;
+    shift_ = 32 - std::countr_zero(names_.size());
     for (IDispatcherImplTable const * table = this; table; table = table->base())
         for (int i = 0; i < table->names(); ++i)
             enter(table->entry(i));
@@ -106,61 +273,37 @@ void IDispatcherImplTable::buildIndex() {
 
 // Entries come from the most derived table on, so the first of a kind stays.
 void IDispatcherImplTable::enter(IDispatcherImplTableEntry const * entry) {
-    // Nobody can ask for these, and a null name marks a free slot.
-    if (!entry->name.isValid() || entry->type == IDispatcherImplTableEntry::Terminator)
+    int const kind = kindOf(entry->type);
+    // Nobody can ask for these, and a null name marks a free place.
+    if (!entry->name.isValid() || kind < 0)
         return;
-    std::size_t at = place(entry->name);
-    while (index_[at].name.isValid() && index_[at].name != entry->name)
-        at = (at + 1) & (index_.size() - 1);
-    Slot & slot = index_[at];
-    slot.name = entry->name;
+    std::size_t at = hashOf(entry->name) >> shift_;
+    while (names_[at].isValid() && names_[at] != entry->name)
+        at = (at + 1) & mask_;
+    names_[at] = entry->name;
+    Entries & entries = entries_[at];
     auto const keep = [entry](IDispatcherImplTableEntry const *& where) {
         if (!where)
             where = entry;
     };
-    bool const variable = entry->type == IDispatcherImplTableEntry::Variable;
-    if (variable || entry->type == IDispatcherImplTableEntry::PropertyGet)
-        keep(slot.get);
-    if (variable || entry->type == IDispatcherImplTableEntry::PropertySet)
-        keep(slot.set);
-    keep(slot.exact[std::countr_zero(static_cast<unsigned>(entry->type))]);
-}
-
-IDispatcherImplTable::Slot const * IDispatcherImplTable::find(NameLinkID name) const {
-    if (!name.isValid())
-        return nullptr;
-    for (std::size_t at = place(name); index_[at].name.isValid();
-         at = (at + 1) & (index_.size() - 1))
-        if (index_[at].name == name)
-            return &index_[at];
-    return nullptr;
+    keep(entries.exact[kind]);
+    keep(entries.taker[kind]);
+    if (entry->type != IDispatcherImplTableEntry::Variable)
+        return;
+    keep(entries.taker[kindOf(IDispatcher::PropertyGet)]);
+    keep(entries.taker[kindOf(IDispatcher::PropertySet)]);
 }
 
 IDispatcherImplTableEntry const *
 IDispatcherImplTable::findTaker(NameLinkID name, IDispatcher::CallType type) const {
-    Slot const * const slot = find(name);
-    if (!slot)
-        return nullptr;
-    switch (type) {
-        case IDispatcher::PropertyGet:
-            return slot->get;
-        case IDispatcher::PropertySet:
-            return slot->set;
-        case IDispatcher::Method:
-            return slot->exact[0];
-        case IDispatcher::Variable:
-            return slot->exact[3];
-        default:
-            return nullptr;
-    }
+    int const kind = kindOf(type);
+    return kind < 0 ? nullptr : find(name).taker[kind];
 }
 
 IDispatcherImplTableEntry const *
 IDispatcherImplTable::findExact(NameLinkID name, IDispatcher::CallType type) const {
-    Slot const * const slot = find(name);
-    auto const bits = static_cast<unsigned>(type);
-    return slot && std::has_single_bit(bits) && bits <= 8u ? slot->exact[std::countr_zero(bits)]
-                                                           : nullptr;
+    int const kind = kindOf(type);
+    return kind < 0 ? nullptr : find(name).exact[kind];
 }
 
 IDispatcherImplTable const & IDispatcherImpl::DispatcherTable() {
@@ -183,19 +326,21 @@ bool IDispatcherImpl::invoke(DispParams * params) {
         table ? table->findTaker(params->name, params->type) : nullptr;
     if (!entry)
         return false;
-    void * const self = static_cast<IDispatcher *>(this);
-    if (params->type == IDispatcher::PropertySet &&
-        entry->type == IDispatcherImplTableEntry::Variable) {
-        // A write through, which every alias of the member sees.
-        VariableRef member;
-        _Variable * const variable = entry->variable(self);
-        member.link(*variable);
-        member = params->params->at(0);
-        variable->link(member);
-        return true;
-    }
-    entry->invoke(self, params);
+    performCall(*entry, static_cast<IDispatcher *>(this), params);
     return true;
+}
+
+bool DispParams::call(TRef<Object> const & object) {
+    if (!object)
+        return false;
+    TRef<Object> const hold(object); // the reference may be the callee's to drop
+    Object * const target = hold.pointer();
+    for (int i = InterfaceIterator::Places(*target) - 1; i >= 0; --i) {
+        AUnknown * const iface = InterfaceIterator::At(*target, i);
+        if (iface && DispatcherMemory::Offer(iface, *this))
+            return true;
+    }
+    return DispatcherMemory::Offer(target, *this);
 }
 
 int IDispatcherImpl::getNamesCount() const {

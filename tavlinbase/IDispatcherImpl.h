@@ -8,6 +8,9 @@
 #include "tavlinbase/IDispatcher.h"
 
 #include <cstddef>
+#include <cstdint>
+#include <type_traits>
+#include <typeinfo>
 #include <vector>
 
 namespace Tavlin {
@@ -119,20 +122,32 @@ class ONDREL_API IDispatcherImplTable : public TGCollection<IDispatcherImplTable
     /// The first entry of the chain of that name and exactly that type, or null.
     IDispatcherImplTableEntry const * findExact(NameLinkID name, IDispatcher::CallType type) const;
 
+    /// The class whose objects are called by this table and nothing else: it has the `invoke` of
+    /// IDispatcherImpl. Null when it has its own, or when that is not known.
+    std::type_info const * plainClass() const { return plainClass_; }
+    /// For `fill`: tells what plainClass is, for a table of class T.
+    template <class T>
+    void serves();
+
   private:
-    struct Slot {
-        NameLinkID name; // null: the slot is free
-        IDispatcherImplTableEntry const * get = nullptr;
-        IDispatcherImplTableEntry const * set = nullptr;
-        IDispatcherImplTableEntry const * exact[4] =
-            {}; // Method, PropertyGet, PropertySet, Variable
+    friend class DispatcherMemory;
+
+    /// By the kind of call: Method, PropertyGet, PropertySet, Variable.
+    struct Entries {
+        IDispatcherImplTableEntry const * taker[4] = {};
+        IDispatcherImplTableEntry const * exact[4] = {};
     };
     void buildIndex();
     void enter(IDispatcherImplTableEntry const * entry);
-    Slot const * find(NameLinkID name) const;
-    std::size_t place(NameLinkID name) const;
+    Entries const & find(NameLinkID name) const;
 
-    std::vector<Slot> index_; // open addressing; the size is a power of two, never full
+    // Open addressing in two arrays, since most look-ups end at the name. Their size is a power of
+    // two and never used up; a free place has the null name and no entries.
+    std::vector<NameLinkID> names_;
+    std::vector<Entries> entries_;
+    std::size_t mask_ = 0; // the size less 1
+    int shift_ = 0;        // from a hash to a place
+    std::type_info const * plainClass_ = nullptr;
 };
 
 /// A dispatcher that answers from the tables of its class.
@@ -154,13 +169,26 @@ class ONDREL_API IDispatcherImpl : public IDispatcher, public IDispatcher::Info 
     static IDispatcherImplTable const & DispatcherTable();
 
   protected:
-    /// The table of the most derived reflecting class; null when no class reflects.
+    /// The table of the most derived reflecting class, the same for all objects of a class; null
+    /// when no class reflects.
     virtual IDispatcherImplTable const * getMostRecentDispatcherEntryTable() const;
 
   private:
+    friend class DispatcherMemory;
+
     void describe(IDispatcherImplTableEntry const & entry, NameLinkID * name, CallType * type,
                   int * thisOffset, void ** function, VariableTypes * returnType) const;
 };
+
+template <class T>
+void IDispatcherImplTable::serves() {
+    // The type of a pointer to a member names the class that the member is of.
+    if constexpr (requires {
+                      requires std::is_same_v<decltype(&T::invoke),
+                                              bool (IDispatcherImpl::*)(DispParams *)>;
+                  })
+        plainClass_ = &typeid(T);
+}
 
 } // namespace Tavlin
 
@@ -190,7 +218,8 @@ class ONDREL_API IDispatcherImpl : public IDispatcher, public IDispatcher::Info 
     }                                                                                              \
     void Class::_initialize_dispatcher_table(::Tavlin::IDispatcherImplTable & table_) {            \
         using Self_ = Class;                                                                       \
-        using Base_ = Base;
+        using Base_ = Base;                                                                        \
+        table_.serves<Class>();
 
 #define TAVLIN_DISPATCHER_SELF_(object)                                                            \
     static_cast<Self_ *>(static_cast<::Tavlin::IDispatcher *>(object))

@@ -44,15 +44,20 @@ class InterfaceIterator {
     AUnknown & operator*() const { return *current_; }
     InterfaceIterator copy() const { return *this; }
 
+    /// For a walk that has its own way to look at each interface: how many places there are, and
+    /// what stands at one; null when nothing does, also behind the end.
+    static int Places(Object const & object) { return int(object.interfaces_.getCount()); }
+    static AUnknown * At(Object const & object, int index) {
+        return index < object.interfaces_.getCount() ? object.interfaces_.at(index) : nullptr;
+    }
+
   protected:
     /// The current interface as the class that was asked for.
     void * found() const { return found_; }
 
   private:
     /// An interface may take others out while the walk stands on it.
-    AUnknown * interfaceAt(int index) const {
-        return index < object_->interfaces_.getCount() ? object_->interfaces_.at(index) : nullptr;
-    }
+    AUnknown * interfaceAt(int index) const { return At(*object_, index); }
     bool settle(AUnknown * iface) {
         if (!iface || !(found_ = GCastCache::Cast(iface, metaClass_)))
             return false;
