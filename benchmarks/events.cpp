@@ -16,6 +16,7 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #if defined(ONDREL_HAVE_BOOST_SIGNALS2)
@@ -201,14 +202,22 @@ void BM_CallDynamic(benchmark::State & state) {
     });
 }
 
+using Methods = std::unordered_map<std::string, std::function<void(VariableRef *, VRefVector *)>>;
+
+/// Sixty functions, as there are on the other side.
+template <std::size_t... I>
+Methods sixtyMethods(Sum & sum, std::vector<std::string> const & names, std::index_sequence<I...>) {
+    Methods methods;
+    ((methods[names[I]] = [&sum](VariableRef *, VRefVector * args) { sum.add(args); }), ...);
+    return methods;
+}
+
 /// The plain way, with keys that are strings already.
 void BM_CallUnorderedMap(benchmark::State & state) {
     Workshop shop;
     Sum sum;
     std::vector<std::string> const names = allNames();
-    std::unordered_map<std::string, std::function<void(VariableRef *, VRefVector *)>> methods;
-    for (std::string const & name : names)
-        methods[name] = [&sum](VariableRef *, VRefVector * args) { sum.add(args); };
+    Methods const methods = sixtyMethods(sum, names, std::make_index_sequence<60>());
     std::size_t next = 0;
     measure(state, 1, [&] {
         auto const found = methods.find(names[next]);
