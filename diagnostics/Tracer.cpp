@@ -26,6 +26,15 @@ std::string textOf(char const * text) {
     return text ? text : "";
 }
 
+std::string namesOf(char const * first, char const * second) {
+    std::string names(1, '[');
+    names += textOf(first);
+    names += "][";
+    names += textOf(second);
+    names += ']';
+    return names;
+}
+
 bool equalIgnoringCase(std::string const & text, char const * word) {
     if (text.size() != std::strlen(word))
         return false;
@@ -220,16 +229,15 @@ void Tracer::closeLogFile() {
 void Tracer::sendToLog(char const * first, char const * second, char const * text) {
     platform::CalendarTime const now = platform::localTime();
     char when[32];
-    std::snprintf(when, sizeof when, "%02d/%02d/%02d %02d:%02d:%02d", now.month, now.day,
+    std::snprintf(when, sizeof when, "%02d/%02d/%02d %02d:%02d:%02d ", now.month, now.day,
                   now.year % 100, now.hour, now.minute, now.second);
-    std::string const line =
-        std::string(when) + " [" + textOf(first) + "][" + textOf(second) + "] " + textOf(text);
+    std::string const line = std::string(when) + namesOf(first, second) + " " + textOf(text);
     platform::writeFile(log_, line.data(), static_cast<long>(line.size()));
     platform::syncFile(log_);
 }
 
 void Tracer::sendToDebugger(char const * first, char const * second, char const * text) {
-    std::string const line = "[" + textOf(first) + "][" + textOf(second) + "] : " + textOf(text);
+    std::string const line = namesOf(first, second) + " : " + textOf(text);
     platform::debugOutput(line.c_str());
 }
 

@@ -10,7 +10,9 @@ G_DEFINE_CREATABLE(AgentInventory, "Tavlin::AgentInventory", AgentComponent)
 NamedTypeInfo AgentInventory::g_namedTypeInfo_(&AgentInventory::metaclass_, "Inventory");
 
 struct AgentInventory::Round {
-    explicit Round(AgentInventory & owner)
+    // Not inlined: the compiler would warn of an address that stays behind, and cannot know that
+    // the caller holds the inventory.
+    [[gnu::noinline]] explicit Round(AgentInventory & owner)
         : inventory(owner), next(owner.slots_.getCount()), outer(owner.rounds_) {
         inventory.rounds_ = this;
     }

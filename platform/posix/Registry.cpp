@@ -110,7 +110,8 @@ Keys load(std::string const & file) {
 bool save(std::string const & file, Keys const & keys) {
     std::string content;
     for (auto const & [key, values] : keys) {
-        content += "[" + escaped(key) + "]\n";
+        content += '[';
+        content += escaped(key) + "]\n";
         for (auto const & [name, text] : values)
             content += escaped(name) + "=" + escaped(text) + "\n";
     }
