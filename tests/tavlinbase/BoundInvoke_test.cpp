@@ -171,4 +171,45 @@ TEST_F(BoundTest, PlainBindingKeepsItsObjectAndAnExternalOneDoesNot) {
     EXPECT_TRUE(get.invoke().isEmpty());
 }
 
+/// Called by its table alone.
+class Quiet : public UniqueObject, public IDispatcherImpl {
+    G_DECLARE_CREATABLE(Quiet)
+    TAVLIN_DECLARE_DISPATCHER(Quiet)
+  public:
+    void read(ipstream & in) override { UniqueObject::read(in); }
+    void write(opstream & out) override { UniqueObject::write(out); }
+    void onFinalRelease() override { Object::onFinalRelease(); }
+    void work(VariableRef *, VRefVector *) { ++works; }
+    int works = 0;
+};
+G_DEFINE_CREATABLE(Quiet, "bound_test::Quiet", UniqueObject, IDispatcherImpl)
+TAVLIN_BEGIN_DISPATCHER(Quiet, IDispatcherImpl)
+    TAVLIN_METHOD("Work", work, UNDEFINED)
+TAVLIN_END_DISPATCHER()
+
+/// Looks at every call first, without a table of its own.
+class Watched : public Quiet {
+  public:
+    bool invoke(DispParams * params) override {
+        ++seen;
+        return Quiet::invoke(params);
+    }
+    int seen = 0;
+};
+
+TEST(DynamicCall, ReachesTheInvokeOfADerivedClassWithoutATable) {
+    DispParams work(NameLinkID("Work"), nullptr, nullptr, IDispatcher::Method);
+    DispParams none(NameLinkID("None"), nullptr, nullptr, IDispatcher::Method);
+    TRef<Quiet> const quiet(new Quiet);
+    TRef<Watched> const watched(new Watched);
+    for (int round = 1; round <= 2; ++round) {
+        EXPECT_TRUE(work.call(TRef<Object>(quiet.pointer())));
+        EXPECT_FALSE(none.call(TRef<Object>(quiet.pointer())));
+        EXPECT_TRUE(work.call(TRef<Object>(watched.pointer())));
+        EXPECT_FALSE(none.call(TRef<Object>(watched.pointer())));
+        EXPECT_TRUE(quiet->works == round && watched->works == round);
+        EXPECT_EQ(watched->seen, 2 * round);
+    }
+}
+
 } // namespace bound_test
