@@ -48,6 +48,7 @@ struct BmpHead {
                pixelsAt >= headersSize + 4 * paletteSize();
     }
     std::int64_t stride() const { return (std::int64_t{width} * bits + 31) / 32 * 4; }
+    bool isPadded() const { return stride() * 8 != std::int64_t{width} * bits; }
     /// Completes the sizes; false when the format cannot tell them.
     bool computeSizes() {
         pixelsAt = headersSize + 4 * colors;
@@ -181,7 +182,7 @@ template <int bits>
 void readPacked(ipstream & in, BmpHead const & head, ImageReadHelper & helper) {
     auto const bytes = (static_cast<std::size_t>(head.width) * bits + 7) / 8;
     std::vector<unsigned char> line(bytes * (8 / bits));
-    readRows(in, static_cast<std::size_t>(head.stride()), head.height,
+    readRows(in, static_cast<std::size_t>(head.stride()), head.height, nowhere,
              [&](int row, unsigned char * from) {
                  unpack<bits>(from, bytes, line.data());
                  helper.set_line(0, head.height - 1 - row, head.width, line.data());
@@ -189,7 +190,10 @@ void readPacked(ipstream & in, BmpHead const & head, ImageReadHelper & helper) {
 }
 
 void readWhole(ipstream & in, BmpHead const & head, ImageReadHelper & helper) {
-    readRows(in, static_cast<std::size_t>(head.stride()), head.height,
+    auto const place = [&](int row) {
+        return head.isPadded() ? nullptr : helper.row_address(head.height - 1 - row, head.width);
+    };
+    readRows(in, static_cast<std::size_t>(head.stride()), head.height, place,
              [&](int row, unsigned char * pixels) {
                  helper.set_line(0, head.height - 1 - row, head.width, pixels);
              });
@@ -347,7 +351,10 @@ bool writeColors(opstream & out, AbstractImage const & image) {
     if (!head.computeSizes() || !head.write(out))
         return false;
     ImageWriteHelper helper(image, AbstractImage::FormatRGB, head.width, head.height, nullptr);
-    return writeRows(out, static_cast<std::size_t>(head.stride()), head.height,
+    auto const place = [&](int row) {
+        return head.isPadded() ? nullptr : helper.row_address(head.height - 1 - row, head.width);
+    };
+    return writeRows(out, static_cast<std::size_t>(head.stride()), head.height, place,
                      [&](int row, unsigned char * to) {
                          helper.get_line(0, head.height - 1 - row, head.width, to);
                      });
@@ -366,7 +373,12 @@ bool writeIndices(opstream & out, AbstractImage const & image, GPalette const & 
         return false;
     ImageWriteHelper helper(image, AbstractImage::FormatIndex, head.width, head.height, &palette);
     std::vector<unsigned char> line(static_cast<std::size_t>(head.width));
-    return writeRows(out, static_cast<std::size_t>(head.stride()), head.height,
+    auto const place = [&](int row) {
+        return head.bits < 8 || head.isPadded()
+                   ? nullptr
+                   : helper.row_address(head.height - 1 - row, head.width);
+    };
+    return writeRows(out, static_cast<std::size_t>(head.stride()), head.height, place,
                      [&](int row, unsigned char * to) {
                          int const y = head.height - 1 - row;
                          helper.get_line(0, y, head.width, head.bits == 8 ? to : line.data());
@@ -446,7 +458,7 @@ bool BMPReaderWriter::write_info(opstream & out, FileImageInfo const & info) {
     head.width = info.width;
     head.height = info.height;
     return head.computeSizes() && head.write(out) &&
-           writeRows(out, static_cast<std::size_t>(head.stride()), head.height,
+           writeRows(out, static_cast<std::size_t>(head.stride()), head.height, nowhere,
                      [](int, unsigned char *) {});
 }
 

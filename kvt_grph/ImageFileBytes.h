@@ -91,40 +91,86 @@ class RowPiece {
     std::vector<unsigned char> bytes_;
 };
 
-/// Calls `take(row, bytes)` for each row in the order of the file. Rows behind the end of the
+/// From how many bytes on a row is worth a read or a write of its own.
+constexpr std::size_t longRow = 16 * 1024;
+
+/// How many rows from `row` on stand in memory one behind the other. 0 when they are to be moved
+/// by way of a RowPiece: when `place` knows no address, or they are too short.
+template <class Place>
+int rowsInOne(std::size_t rowBytes, int row, int height, Place & place) {
+    constexpr std::size_t most = std::size_t{1} << 26;
+    auto const * const first = place(row);
+    int count = 1;
+    while (first && row + count < height &&
+           rowBytes * static_cast<std::size_t>(count + 1) <= most &&
+           place(row + count) == first + rowBytes * static_cast<std::size_t>(count))
+        ++count;
+    return first && (count > 1 || rowBytes >= longRow) ? count : 0;
+}
+
+/// Reads the rows in the order of the file: straight to `place(row)` where that has an address, for
+/// all rows or none; otherwise it calls `take(row, bytes)` for each. Rows behind the end of the
 /// stream are zeros.
-template <class Take>
-void readRows(ipstream & in, std::size_t rowBytes, int height, Take take) {
-    RowPiece piece(rowBytes, height);
+template <class Place, class Take>
+void readRows(ipstream & in, std::size_t rowBytes, int height, Place place, Take take) {
     bool ended = false;
-    for (int row = 0; row < height;) {
-        int const rows = std::min(piece.rows(), height - row);
+    auto const readTo = [&](unsigned char * to, int rows) {
         auto const wanted = static_cast<long>(rowBytes * static_cast<std::size_t>(rows));
         if (ended)
-            std::memset(piece.data(), 0, static_cast<std::size_t>(wanted));
+            std::memset(to, 0, static_cast<std::size_t>(wanted));
         else
-            ended = in.readBytes(piece.data(), wanted) < wanted;
+            ended = in.readBytes(to, wanted) < wanted;
+    };
+    int row = 0;
+    while (int const rows = row < height ? rowsInOne(rowBytes, row, height, place) : 0) {
+        readTo(place(row), rows);
+        row += rows;
+    }
+    if (row == height)
+        return;
+    RowPiece piece(rowBytes, height);
+    while (row < height) {
+        int const rows = std::min(piece.rows(), height - row);
+        readTo(piece.data(), rows);
         unsigned char * at = piece.data();
         for (int const behind = row + rows; row < behind; ++row, at += rowBytes)
             take(row, at);
     }
 }
 
-/// Calls `fill(row, bytes)` for each row in the order of the file; what it leaves is as in an
-/// earlier row, and zero at first. False when not all could be written.
-template <class Fill>
-bool writeRows(opstream & out, std::size_t rowBytes, int height, Fill fill) {
-    RowPiece piece(rowBytes, height);
-    for (int row = 0; row < height;) {
-        int const rows = std::min(piece.rows(), height - row);
+/// Writes the rows in the order of the file: straight from `place(row)` where that has an address,
+/// otherwise as `fill(row, bytes)` fills them; what it leaves is as in an earlier row, and zero at
+/// first. False when not all could be written.
+template <class Place, class Fill>
+bool writeRows(opstream & out, std::size_t rowBytes, int height, Place place, Fill fill) {
+    auto const writeFrom = [&](unsigned char const * from, int rows) {
         auto const size = static_cast<long>(rowBytes * static_cast<std::size_t>(rows));
+        return out.writeBytes(from, size) == size;
+    };
+    int row = 0;
+    while (int const rows = row < height ? rowsInOne(rowBytes, row, height, place) : 0) {
+        if (!writeFrom(place(row), rows))
+            return false;
+        row += rows;
+    }
+    if (row == height)
+        return true;
+    RowPiece piece(rowBytes, height);
+    while (row < height) {
+        int const first = row;
         unsigned char * at = piece.data();
-        for (int const behind = row + rows; row < behind; ++row, at += rowBytes)
+        for (int const behind = std::min(row + piece.rows(), height); row < behind;
+             ++row, at += rowBytes)
             fill(row, at);
-        if (out.writeBytes(piece.data(), size) < size)
+        if (!writeFrom(piece.data(), row - first))
             return false;
     }
     return true;
+}
+
+/// For rows that stand nowhere as the file has them.
+inline unsigned char * nowhere(int) {
+    return nullptr;
 }
 
 /// What of an image that is put at `position` lies in a file of that size.

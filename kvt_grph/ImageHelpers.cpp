@@ -3,11 +3,13 @@
 
 #include "kvt_grph/Colors.h"
 #include "kvt_grph/GPalette.h"
+#include "kvt_grph/PixelMap.h"
 
 #include <algorithm>
 #include <climits>
 #include <cstdint>
 #include <cstring>
+#include <typeinfo>
 
 namespace {
 
@@ -146,6 +148,16 @@ void ImageDecodingHelper::convert_Index_to_Index(int count, unsigned char const 
         target[i] = decodeTable_[source[i]];
 }
 
+/// A class derived from PixelMap may do with lines what it likes, so it has to be asked for them.
+PixelMap const * ImageDecodingHelper::plainMap(AbstractImage const & image, int width) const {
+    if (convert_ || sourceLayout_ != targetLayout_ || typeid(image) != typeid(PixelMap))
+        return nullptr;
+    auto const & map = static_cast<PixelMap const &>(image);
+    bool const whole = origin_ == GPoint(0, 0) && size_.x == width && map.get_width() == width &&
+                       size_.y == map.get_height();
+    return whole ? &map : nullptr;
+}
+
 unsigned char * ImageDecodingHelper::lineBuffer(int count, MapFormat layout) {
     if (count > lineCapacity_) {
         auto const size = static_cast<std::size_t>(AbstractImage::bytesPerPixel(layout));
@@ -194,6 +206,12 @@ void ImageReadHelper::set_line(int x, int y, int count, unsigned char * pixels) 
     image_.set_color_line(run.x, run.y, run.count, pixels);
 }
 
+unsigned char * ImageReadHelper::row_address(int y, int width) {
+    if (!plainMap(image_, width))
+        return nullptr;
+    return static_cast<PixelMap &>(image_).get_pixels_address(y);
+}
+
 // Writing.
 
 ImageWriteHelper::ImageWriteHelper(AbstractImage const & image, MapFormat fileFormat, int width,
@@ -227,4 +245,9 @@ void ImageWriteHelper::get_line(int x, int y, int count, unsigned char * pixels)
     unsigned char * const line = lineBuffer(run.count, sourceLayout_);
     image_.get_color_line(run.x, run.y, run.count, line);
     (this->*convert_)(run.count, line, pixels);
+}
+
+unsigned char const * ImageWriteHelper::row_address(int y, int width) const {
+    PixelMap const * const map = plainMap(image_, width);
+    return map ? map->get_pixels_address(y) : nullptr;
 }

@@ -7,6 +7,7 @@
 
 #include <memory>
 
+class PixelMap;
 struct RGBA_Color;
 
 class ONDREL_API ImageDecodingHelper {
@@ -41,6 +42,9 @@ class ONDREL_API ImageDecodingHelper {
                                  unsigned char * target) const;
     void convert_Index_to_Index(int count, unsigned char const * source,
                                 unsigned char * target) const;
+    /// The image when its rows may be accessed without asking it for lines, in a file whose rows
+    /// are `width` pixels long; else null.
+    PixelMap const * plainMap(AbstractImage const & image, int width) const;
     /// The scratch line, for at least `count` pixels of the layout.
     unsigned char * lineBuffer(int count, MapFormat layout);
 
@@ -70,6 +74,9 @@ class ONDREL_API ImageReadHelper : public ImageDecodingHelper {
     /// Takes `count` pixels in the layout of the file; (x, y) counts in the file. What lies outside
     /// of the window is left out.
     void set_line(int x, int y, int count, unsigned char * pixels);
+    /// Where set_line would copy the `width` pixels of row `y` of the file, for callers that read
+    /// them there themselves. Null when it would do more, or less, than copy them.
+    unsigned char * row_address(int y, int width);
 
   private:
     void init(MapFormat fileFormat, GPalette const * palette);
@@ -87,6 +94,9 @@ class ONDREL_API ImageWriteHelper : public ImageDecodingHelper {
     /// Fetches `count` pixels in the layout of the file; (x, y) counts in the file. Those outside
     /// of the window are left as they are.
     void get_line(int x, int y, int count, unsigned char * pixels);
+    /// The `width` pixels of row `y` of the file as they stand in the image. Null when get_line
+    /// would do more, or less, than copy them.
+    unsigned char const * row_address(int y, int width) const;
 
   private:
     void init(MapFormat fileFormat, GPalette const * palette);

@@ -181,6 +181,13 @@ class RowPlacer {
         helper_.set_line(0, head_.targetRow(row), head_.width, pixels);
     }
 
+    /// Where the row belongs as it stands in the file; null when it has to be changed.
+    unsigned char * address(int row) {
+        return head_.isMirrored() || size_ == 2
+                   ? nullptr
+                   : helper_.row_address(head_.targetRow(row), head_.width);
+    }
+
   private:
     TgaHead const & head_;
     ImageReadHelper & helper_;
@@ -300,8 +307,9 @@ bool TGAReaderWriter::read_part(ipstream & in, AbstractImage & image, GPoint fro
     RowPlacer placer(head, helper);
     std::size_t const rowBytes = head.fileBytes() * static_cast<std::size_t>(head.width);
     if (!head.isCoded()) {
-        readRows(in, rowBytes, head.height,
-                 [&](int row, unsigned char * pixels) { placer.place(row, pixels); });
+        readRows(
+            in, rowBytes, head.height, [&](int row) { return placer.address(row); },
+            [&](int row, unsigned char * pixels) { placer.place(row, pixels); });
         return true;
     }
     PacketDecoder decoder(in, head.fileBytes());
@@ -321,6 +329,7 @@ bool TGAReaderWriter::write_image(opstream & out, AbstractImage const & image) {
     ImageWriteHelper helper(image, head.format(), head.width, head.height, nullptr);
     return writeRows(
                out, head.fileBytes() * static_cast<std::size_t>(head.width), head.height,
+               [&](int row) { return helper.row_address(row, head.width); },
                [&](int row, unsigned char * to) { helper.get_line(0, row, head.width, to); }) &&
            writeFooter(out);
 }
@@ -334,7 +343,7 @@ bool TGAReaderWriter::write_info(opstream & out, FileImageInfo const & info) {
     TgaHead head;
     return makeHead(head, info.width, info.height, info.format) && head.write(out) &&
            writeRows(out, head.fileBytes() * static_cast<std::size_t>(head.width), head.height,
-                     [](int, unsigned char *) {}) &&
+                     nowhere, [](int, unsigned char *) {}) &&
            writeFooter(out);
 }
 

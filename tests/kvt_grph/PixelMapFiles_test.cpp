@@ -4,10 +4,13 @@
 #include "../foundation/StreamBytes.h"
 #include "foundation/GException.h"
 #include "kvt_grph/AbstractImageReaderWriter.h"
+#include "kvt_grph/Bmp_rdwr.h"
+#include "kvt_grph/Tga_rdwr.h"
 
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <random>
 
 using namespace stream_bytes;
 
@@ -137,4 +140,65 @@ TEST(PixelMapFilesTest, objectsAreReadFromAndWrittenToImageFiles) {
     EXPECT_TRUE(format.read_object_class_name(*in).isEmpty());
     EXPECT_EQ(format.read_object(*text), nullptr);
     EXPECT_EQ(format.read_object(directory.name("absent").c_str()), nullptr);
+}
+
+namespace {
+
+/// Wants to be asked for each line, as a host's own maps may.
+class LineMap : public PixelMap {
+  public:
+    using PixelMap::PixelMap;
+    void set_color_line(int x, int y, int count, unsigned char * pixels) override {
+        PixelMap::set_color_line(x, y, count, pixels);
+        ++set;
+    }
+    void get_color_line(int x, int y, int count, unsigned char * pixels) const override {
+        PixelMap::get_color_line(x, y, count, pixels);
+        ++got;
+    }
+    int set = 0;
+    mutable int got = 0;
+};
+
+} // namespace
+
+TEST(PixelMapFilesTest, rowsThatTravelInOnePieceAreThoseThatTravelAsLines) {
+    std::mt19937 random(4);
+    BMPReaderWriter bmp;
+    TGAReaderWriter tga;
+    for (int round = 0; round < 80; ++round) {
+        bool const targa = round % 2;
+        AbstractImageReaderWriter & codec =
+            targa ? static_cast<AbstractImageReaderWriter &>(tga) : bmp;
+        // The longest rows are moved one by one.
+        int const width = 1 + static_cast<int>(random() % (round % 5 ? 40 : 8000));
+        int const height = 1 + static_cast<int>(random() % 20);
+        GPalette const palette(256);
+        auto const format = static_cast<AbstractImage::MapFormat>(1 + random() % 3);
+        PixelMap map(width, height, format, &palette);
+        LineMap lines(width, height, format, &palette);
+        for (int y = 0; y < height; ++y)
+            for (int i = 0; i < width * AbstractImage::bytesPerPixel(format); ++i)
+                map.get_pixels_address(y)[i] = lines.get_pixels_address(y)[i] =
+                    static_cast<unsigned char>(random());
+        std::string file = written([&](opstream & out) { codec.write_image(out, map); });
+        ASSERT_EQ(file, written([&](opstream & out) { codec.write_image(out, lines); }));
+        EXPECT_EQ(lines.got, height);
+
+        if (targa && round % 4 == 1)
+            file[17] = static_cast<char>(random() & 0x30); // all four orders of pixels and rows
+        if (round % 3 == 0)
+            file.resize(file.size() - random() % (file.size() / 2));
+        PixelMap read(0, 0, format);
+        LineMap readLines(0, 0, format);
+        Input one(file), other(file);
+        bool const readable = codec.read_image(*one, read);
+        ASSERT_EQ(readable, codec.read_image(*other, readLines));
+        ASSERT_EQ(one->tellg(), other->tellg());
+        ASSERT_EQ(read.get_height(), readLines.get_height());
+        ASSERT_EQ(readLines.set, readable ? height : 0);
+        for (int y = 0; y < read.get_height(); ++y)
+            for (int x = 0; x < width; ++x)
+                ASSERT_EQ(read.get_rgba(x, y), readLines.get_rgba(x, y)) << width << " " << x;
+    }
 }
