@@ -86,12 +86,15 @@ void GAVICompressionOptions::set_source_format(PixelMap const & map) {
 }
 
 void GAVICompressionOptions::set_output_format(BITMAPINFO const * format) {
-    output_.clear();
-    if (!format)
-        return;
-    auto const * const bytes = reinterpret_cast<unsigned char const *>(&format->bmiHeader);
-    output_.assign(bytes, bytes + sizeof(BITMAPINFOHEADER));
-    compressor_.fccHandler = format->bmiHeader.biCompression == runs ? runsHandler : plainHandler;
+    // It may be the one that is held here.
+    std::vector<unsigned char> output;
+    compressor_.fccHandler =
+        format && format->bmiHeader.biCompression == runs ? runsHandler : plainHandler;
+    if (format) {
+        auto const * const bytes = reinterpret_cast<unsigned char const *>(&format->bmiHeader);
+        output.assign(bytes, bytes + sizeof(BITMAPINFOHEADER));
+    }
+    output_.swap(output);
 }
 
 bool GAVICompressionOptions::wants_runs() const {
@@ -104,8 +107,7 @@ void GAVICompressionOptions::set_options(COMPVARS const & options) {
         auto const * const bytes = static_cast<unsigned char const *>(options.lpState);
         state.assign(bytes, bytes + options.cbState);
     }
-    if (options.lpbiOut)
-        set_output_format(options.lpbiOut);
+    set_output_format(options.lpbiOut);
     state_.swap(state);
     compressor_ = options;
     compressor_.hic = nullptr;

@@ -397,6 +397,26 @@ TEST_F(MovieTest, RunsThatOthersWriteArePlayed) {
     }
 }
 
+TEST(GAVICompressionOptions, WhatIsTakenOverReplacesAllThatWasSetBefore) {
+    GAVICompressionOptions options = runOptions();
+    COMPVARS values;
+    options.get_options(values);
+    options.set_options(values); // by its own pointers
+    AVICOMPRESSOPTIONS told;
+    options.get_options(told);
+    EXPECT_TRUE(options.wants_runs());
+    EXPECT_EQ(told.cbFormat, 40u);
+    COMPVARS plain;
+    GAVICompressionOptions().get_options(plain);
+    options.set_options(plain);
+    options.get_options(told);
+    EXPECT_FALSE(options.wants_runs());
+    EXPECT_EQ(told.lpFormat, nullptr);
+    options = runOptions();
+    options.set_output_format(nullptr);
+    EXPECT_FALSE(options.wants_runs());
+}
+
 TEST(GAVICompressionOptions, StreamsOfAllVersionsAreRead) {
     GAVICompressionOptions const options = runOptions();
     std::string const compressor = word(64) + word(0) + word(0) + "vidcmrle" + word(0) + word(0) +
