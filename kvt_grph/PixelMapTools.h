@@ -18,7 +18,8 @@ class ONDREL_API PixelMapTools {
     static PixelMap * ConvertToMask(PixelMap const & map);
 
     /// An image file, or a pixel map in an object stream, plain or compressed; owned by the caller,
-    /// null when it is none of these.
+    /// null when it is none of these. Raises InvalidFileFormat_Exception for an image file that its
+    /// codec cannot read.
     static PixelMap * LoadFromFile(char const * name);
     /// By the codec that the extension tells; false when there is none, or the file cannot be
     /// written.
