@@ -113,8 +113,8 @@ class ONDREL_API GOutputAVIFile : public GAVIFile {
     ~GOutputAVIFile() override { GOutputAVIFile::close(); }
 
     bool open(char const * name) override;
-    /// Writes the index and completes the head. Most readers, ours among them, play a movie that was
-    /// not closed all the same, as far as it was written.
+    /// Writes the index and completes the head. Most readers, ours among them, play a movie that
+    /// was not closed all the same, as far as it was written.
     void close() override;
 
     /// Adds a frame. The first one determines size and format; false when another differs, when the

@@ -51,8 +51,8 @@ class ONDREL_API GTools {
     static void ResetInterrupt();
     /// Whether the work is to end.
     static bool GetFlag();
-    /// Looks at the keyboard first: the escape key sets the flag. Without a message loop, as outside
-    /// of Windows, there is no key.
+    /// Looks at the keyboard first: the escape key sets the flag. Without a message loop, as
+    /// outside of Windows, there is no key.
     static bool InterruptedByKey();
     static bool CheckInterruptionByKey();
     /// Wait without end for a handle, for one of several, or for all of them, while the keyboard is
