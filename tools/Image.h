@@ -32,8 +32,8 @@ class PictureFile {
     std::int64_t size() const;
     /// All pixels, in the format that the file has them in. With a palette every index that occurs
     /// lies in its window, which begins at slot 0. To be called once; throws Failure when the file
-    /// is not whole.
-    std::unique_ptr<PixelMap> read();
+    /// is not whole. One of many files shows no progress, since there is one bar for all.
+    std::unique_ptr<PixelMap> read(bool showsProgress);
 
   private:
     std::string const name_;

@@ -200,7 +200,7 @@ void convert(Options const & options) {
     if (!options.palette.empty())
         palette = readPalette(options.palette);
     PictureFile file(options.input);
-    std::unique_ptr<PixelMap> map = file.read();
+    std::unique_ptr<PixelMap> map = file.read(true);
     if (!options.size.empty())
         map = resized(*map, *sizeOf(options.size), options.fast, palette.has_value());
     bool const keepsAlpha =

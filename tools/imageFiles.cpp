@@ -110,8 +110,9 @@ std::int64_t PictureFile::size() const {
     return source_->size();
 }
 
-std::unique_ptr<PixelMap> PictureFile::read() {
-    source_->watch();
+std::unique_ptr<PixelMap> PictureFile::read(bool showsProgress) {
+    if (showsProgress)
+        source_->watch();
     auto map = std::make_unique<PixelMap>(0, 0, AbstractImage::layoutOf(info_->format));
     bool const isRead = codec_->read_image(in_, *map);
     source_->check();
@@ -160,7 +161,7 @@ std::int64_t writePicture(PixelMap const & map, AbstractImageReaderWriter & code
 GPalette readPalette(std::string const & name) {
     std::optional<GPalette> palette = readPaletteFile(name);
     if (!palette)
-        palette = colorsOf(*PictureFile(name).read(), name);
+        palette = colorsOf(*PictureFile(name).read(true), name);
     if (palette->getCount() == 0)
         throw Failure(NotDone, name + " has no colours");
     return *palette;

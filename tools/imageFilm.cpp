@@ -171,7 +171,7 @@ void makeOpaque(PixelMap & map, int y) {
 }
 
 std::unique_ptr<PixelMap> frameOf(PictureFile & file, Plan const & plan) {
-    std::unique_ptr<PixelMap> map = file.read();
+    std::unique_ptr<PixelMap> map = file.read(false);
     if (plan.palette)
         return mapped(*map, *plan.palette);
     if (AbstractImage::layoutOf(map->get_format()) == plan.format)
