@@ -15,7 +15,7 @@ esac
 packages=(cmake ninja-build g++ googletest ccache libcli11-dev nlohmann-json3-dev locales)
 [[ " ${builds[*]} " == *" ilp32 "* ]] && packages+=(g++-multilib)
 [[ " ${builds[*]} " == *" release "* ]] && packages+=(libbenchmark-dev liblua5.4-dev libpixman-1-dev
-    libboost-dev libboost-serialization-dev libstb-dev)
+    libboost-dev libboost-serialization-dev libstb-dev doxygen)
 # Programs that read what we write and write what we read; tests of that are skipped without them.
 packages+=(imagemagick netpbm ffmpeg)
 . cmake/install-packages.sh "${packages[@]}"

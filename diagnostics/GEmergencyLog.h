@@ -54,6 +54,7 @@ class ONDREL_API GEmergencyContext {
     bool heapMade_ = false;
 };
 
+/// The one log of the process: sections of text with the time and the contexts.
 class ONDREL_API GEmergencyLog {
   public:
     /// Tags of the usual sections: "EXCEPTION" and "WARNING".

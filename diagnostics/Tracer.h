@@ -18,8 +18,10 @@ class ONDREL_API TracerError : public Error {
     TracerError();
 };
 
+/// The table of channels of a project, as it stands in the user's registry.
 class ONDREL_API TracerConfig {
   public:
+    /// What the table says of one channel.
     struct Info {
         bool on = false; ///< whether the tool is to show the channel
         int number = -1;
@@ -59,6 +61,7 @@ class ONDREL_API TracerConfig {
     GString project_;
 };
 
+/// Sends lines by channel: to the tool, to a file, or to the system's debug output.
 class ONDREL_API Tracer {
   public:
     /// The last one that was made; null when it has ended.

@@ -10,6 +10,7 @@
 class ipstream;
 class opstream;
 
+/// A set of the numbers from 0 to its size, streamed as 32-bit words.
 class ONDREL_API BitSet {
   public:
     BitSet() : BitSet(1) {}

@@ -17,6 +17,7 @@ namespace platform {
 struct DirectoryEntry;
 }
 
+/// What is told of one file, directory or drive.
 struct ONDREL_API FileInfo {
     enum Type : unsigned char { File = 1, Directory = 2, Drive = 4 };
 
@@ -30,6 +31,7 @@ struct ONDREL_API FileInfo {
     GFile name;
 };
 
+/// A walk over the entries of a directory that fit a pattern; it is the current entry's FileInfo.
 class ONDREL_API FileFind : public FileInfo {
   public:
     /// What a walk looks for; a sum of these.

@@ -7,6 +7,7 @@
 
 #include <ctime>
 
+/// Static functions on files and directories by name.
 class ONDREL_API FileSystem {
   public:
     enum ErrorType { NoError = 0 };

@@ -4,6 +4,7 @@
 
 #include "foundation/GPoint.h"
 
+/// Static functions: lines, outlines and filled figures.
 class ONDREL_API G2DFigure {
   public:
     using Plot = void (*)(long x, long y, void * data);

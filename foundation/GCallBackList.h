@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+/// Why somebody is told: a number that means something to the caller.
 class GCallBackReason {
   public:
     /// The address of this very object: a static reason is unique without a list of numbers.
@@ -25,6 +26,7 @@ extern ONDREL_API GCallBackReason const GAnyReason;
 /// `reason` and `param` come from the call, `data` from the registration.
 using GCallBackFunction = void (*)(GCallBackReason reason, void * param, void * data);
 
+/// One registration.
 struct GCallBackItem {
     GCallBackFunction function;
     GCallBackReason reason;
@@ -32,6 +34,7 @@ struct GCallBackItem {
     long count; // how many times it was attached
 };
 
+/// The registrations of a list.
 class GCallBackListRep : public TGVector<GCallBackItem> {
   public:
     GCallBackListRep() : TGVector<GCallBackItem>(0, 4, true) {}
@@ -58,6 +61,7 @@ class GCallBackListRep : public TGVector<GCallBackItem> {
     Walk * walks_ = nullptr;
 };
 
+/// Functions with their reasons, which a call goes through in turn.
 class ONDREL_API GCallBackList {
   public:
     GCallBackList();

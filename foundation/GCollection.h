@@ -7,6 +7,7 @@
 
 #include <cassert>
 
+/// The untyped, streamable array of pointers, which grows by `delta` and may own its items.
 class ONDREL_API GCollection : public GStreamable {
     G_DECLARE_CREATABLE(GCollection)
   public:

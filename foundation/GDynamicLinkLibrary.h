@@ -5,6 +5,7 @@
 #include "platform/Export.h"
 #include "platform/SystemTypes.h"
 
+/// A module that is loaded by name and unloaded with the object.
 class ONDREL_API GDynamicLinkLibrary {
   public:
     GDynamicLinkLibrary() = default;

@@ -9,6 +9,7 @@
 
 #include <cstdarg>
 
+/// The root of everything that the library throws.
 class ONDREL_API GException {
   public:
     GException() = default;
@@ -17,6 +18,7 @@ class ONDREL_API GException {
     virtual ~GException() = default;
 };
 
+/// An exception with a text: what a host catches.
 class ONDREL_API GLibraryException : public GException {
   public:
     /// A text, or a message id when the pointer's value is below 0x10000.
@@ -68,21 +70,25 @@ class ONDREL_API GIndexOutOfRange_Exception : public GLibraryException {
     long index_, low_, high_;
 };
 
+/// An index that a collection does not have.
 class ONDREL_API GCollection_IndexOutOfRange_Exception : public GIndexOutOfRange_Exception {
   public:
     GCollection_IndexOutOfRange_Exception(long index, long low, long high);
 };
 
+/// An index that a vector does not have.
 class ONDREL_API TGVector_IndexOutOfRange_Exception : public GIndexOutOfRange_Exception {
   public:
     TGVector_IndexOutOfRange_Exception(long index, long low, long high);
 };
 
+/// A file that must be there and is not.
 class ONDREL_API FileIsAbsent_Exception : public GLibraryException {
   public:
     explicit FileIsAbsent_Exception(char const * fileName);
 };
 
+/// A file that is none of the kind it is taken for.
 class ONDREL_API InvalidFileFormat_Exception : public GLibraryException {
   public:
     InvalidFileFormat_Exception();
@@ -96,11 +102,13 @@ class ONDREL_API GDiagException : public GLibraryException {
                    unsigned int line);
 };
 
+/// A check that failed.
 class ONDREL_API GCheckException : public GDiagException {
   public:
     GCheckException(char const * expression, char const * file, unsigned int line);
 };
 
+/// A caller that broke a promise.
 class ONDREL_API GPreconditionException : public GDiagException {
   public:
     GPreconditionException(char const * expression, char const * file, unsigned int line);

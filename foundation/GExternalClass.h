@@ -5,6 +5,7 @@
 #include "foundation/GString.h"
 #include "platform/SystemTypes.h"
 
+/// An object that can load texts from the module of its class.
 class ONDREL_API GExternalClass : public GObject {
     G_DECLARE_CLASS(GExternalClass)
   public:

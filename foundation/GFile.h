@@ -9,6 +9,8 @@
 class ipstream;
 class opstream;
 
+/// A file name with its parts and what can be asked of the file; it is a text, and holds no file
+/// open.
 class ONDREL_API GFile : public GString {
   public:
     enum DriveType {

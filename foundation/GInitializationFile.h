@@ -17,6 +17,7 @@
 #include <string>
 #include <unordered_map>
 
+/// One file of settings as the list of its lines, saved when it changed.
 class ONDREL_API GInitializationFile : public GStringCollection {
   public:
     /// A larger file counts as one that cannot be read.

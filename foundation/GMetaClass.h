@@ -11,6 +11,7 @@
 class GRTTIObject;
 class GClassDictionary;
 
+/// The description of one class: its name, its bases, how it is built and destroyed.
 class ONDREL_API GMetaClass {
   public:
     using Builder = GRTTIObject * (*)();

@@ -3,6 +3,7 @@
 
 #include "foundation/GRTTIObject.h"
 
+/// An object that weak pointers may point at.
 class ONDREL_API GObject : public GRTTIObject {
     G_DECLARE_CLASS(GObject)
   public:

@@ -9,10 +9,12 @@
 class ipstream;
 class opstream;
 
+/// A point in two 16-bit words.
 struct SPoint {
     short x, y;
 };
 
+/// A point of whole numbers, x and y.
 class GPoint {
   public:
     long x = 0;

@@ -7,6 +7,8 @@
 
 #include <cstddef>
 
+/// A weak pointer: null once its object has died. It is one thread's; making and ending one is
+/// locked.
 class ONDREL_API GPointer {
   public:
     GPointer() : GPointer(static_cast<GObject *>(nullptr)) {}

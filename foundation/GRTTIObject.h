@@ -12,6 +12,7 @@
 /// The one value that selects the constructor which leaves everything to a following read.
 enum class GStreamableInit { streamableInit };
 
+/// The root of all reflective classes: an object that knows its class.
 class ONDREL_API GRTTIObject {
   public:
     static GMetaClass const metaclass_;

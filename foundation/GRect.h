@@ -4,6 +4,7 @@
 
 #include "foundation/GPoint.h"
 
+/// A rectangle of whole numbers, by its left top and its size.
 class ONDREL_API GRect {
   public:
     long x = 0;

@@ -4,6 +4,7 @@
 
 #include "foundation/GCollection.h"
 
+/// A GCollection in the order of a key that the derived class tells.
 class ONDREL_API GSortedCollection : public GCollection {
     G_DECLARE_CREATABLE(GSortedCollection)
   public:

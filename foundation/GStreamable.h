@@ -11,6 +11,7 @@ namespace ondrel_detail {
 class ObjectTable;
 }
 
+/// The root of everything that can be saved.
 class ONDREL_API GStreamable : public GObject {
     G_DECLARE_CLASS(GStreamable)
   public:

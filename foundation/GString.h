@@ -16,6 +16,7 @@
 
 class RegularExpression;
 
+/// The text of the library: one word, copied on write, counted across threads.
 class ONDREL_API GString {
   public:
     /// Loads text `id` into `buffer` of `size` bytes and returns its length; 0 when unknown.

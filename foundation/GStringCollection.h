@@ -3,6 +3,7 @@
 
 #include "foundation/GSortedCollection.h"
 
+/// Texts in byte order.
 class ONDREL_API GStringCollection : public GSortedCollection {
     G_DECLARE_CREATABLE(GStringCollection)
   public:

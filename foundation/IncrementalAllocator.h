@@ -8,6 +8,7 @@
 
 namespace Tavlin {
 
+/// Memory in rising order, given back all at once.
 class ONDREL_API IncrementalAllocator {
   public:
     /// Reserves `size` bytes at `address`, or anywhere for null, and commits `initialPages`; it

@@ -4,6 +4,7 @@
 
 #include "platform/Export.h"
 
+/// Static functions: two sorts and a binary search by index.
 class ONDREL_API MSort {
   public:
     /// Whether item `i` stands before item `j`; never for an item and itself or an equal one.

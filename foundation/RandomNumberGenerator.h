@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+/// One stream of random numbers; equal seeds give equal numbers on every platform.
 class ONDREL_API RandomNumberGenerator {
   public:
     constexpr explicit RandomNumberGenerator(unsigned long seed = 0) { SetSeed(seed); }

@@ -23,6 +23,7 @@
 class ipstream;
 class opstream;
 
+/// A compiled pattern.
 class ONDREL_API RegularExpression {
   public:
     RegularExpression() = default;

@@ -6,6 +6,7 @@
 
 class GObject;
 
+/// The queue of the condemned.
 class ONDREL_API SuspendedDestruction {
   public:
     /// Destroys what waits, then switches suspension on or off; it is off at the start.

@@ -18,6 +18,7 @@ namespace ondrel_detail {
 [[noreturn]] ONDREL_API void throwVectorIndex(long index, long count);
 } // namespace ondrel_detail
 
+/// An array of values that grows by a fixed step.
 template <class T>
 class TGVector {
   public:

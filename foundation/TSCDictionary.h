@@ -8,6 +8,7 @@
 
 namespace Tavlin {
 
+/// Values by key, in the order of the keys.
 template <class K, class V>
 class TSCDictionary {
   public:

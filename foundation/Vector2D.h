@@ -8,6 +8,7 @@
 class ipstream;
 class opstream;
 
+/// A vector of the plane in double precision.
 class ONDREL_API Vector2D {
   public:
     double x = 0;

@@ -7,6 +7,7 @@
 
 class GPalette;
 
+/// What image files fill and read, line by line: the base of pixel maps and palettes.
 class ONDREL_API AbstractImage {
   public:
     /// The low two bits tell the layout of the pixels, which is what `layoutOf` returns; bit 2 is a

@@ -24,6 +24,7 @@ class ONDREL_API ColorCollection : public TGSortedCollection<RGB_Color> {
     void * read_item(ipstream & in) override;
 };
 
+/// A colour with its number.
 struct Palette_Item {
     std::int32_t id = 0;
     RGB_Color color;
@@ -55,6 +56,7 @@ class ONDREL_API PaletteCollection : public TGSortedCollection<Palette_Item> {
     void * read_item(ipstream & in) override;
 };
 
+/// A colour at a position.
 struct ONDREL_API OrderedColor {
     RGB_Color color;
     double position = 0;

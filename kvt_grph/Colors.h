@@ -60,6 +60,7 @@ struct ONDREL_API RGB_Color {
 };
 static_assert(sizeof(RGB_Color) == 3);
 
+/// Four bytes without padding, the last of them alpha.
 struct ONDREL_API RGBA_Color {
     unsigned char blue = 0, green = 0, red = 0, alpha = 0;
 
@@ -115,6 +116,7 @@ struct SRGB_Color {
     constexpr operator RGB_Color() const { return RGB_Color(red, green, blue); }
 };
 
+/// The same with alpha at the end.
 struct SRGBA_Color {
     unsigned char red = 0, green = 0, blue = 0, alpha = 0;
     constexpr SRGBA_Color() = default;
@@ -144,6 +146,7 @@ struct ONDREL_API YIQ_Color {
     friend constexpr bool operator==(YIQ_Color const &, YIQ_Color const &) = default;
 };
 
+/// Luma and the two differences of blue and red, in units of a byte.
 struct ONDREL_API YUV_Color {
     std::int16_t y = 0, u = 0, v = 0;
     constexpr YUV_Color() = default;

@@ -8,6 +8,7 @@
 
 #include <vector>
 
+/// The frames' form, the compressor, and its settings, as a value.
 class ONDREL_API GAVICompressionOptions {
   public:
     /// Frames as they are.

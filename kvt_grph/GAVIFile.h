@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <vector>
 
+/// The open file of a movie, in either direction.
 class ONDREL_API GAVIFile {
   public:
     virtual ~GAVIFile();
@@ -31,6 +32,7 @@ class ONDREL_API GAVIFile {
     long position_ = -1; // the frame decoded last, or the next one to be written
 };
 
+/// Reads the frames of a movie into pixel maps, by number or one after the other.
 class ONDREL_API GInputAVIFile : public GAVIFile {
   public:
     GInputAVIFile() = default;
@@ -100,6 +102,7 @@ class ONDREL_API GInputAVIFile : public GAVIFile {
     std::vector<unsigned char> decoded_; // the bottom row first
 };
 
+/// Writes pixel maps as the frames of a movie.
 class ONDREL_API GOutputAVIFile : public GAVIFile {
   public:
     /// Frames a second, of every movie that is written.

@@ -15,6 +15,7 @@ namespace ondrel_detail {
 class NearestColors;
 }
 
+/// 256 colours with a window of those in use, and the nearest of them to any colour.
 class ONDREL_API GPalette : public GStreamable, public AbstractImage {
     G_DECLARE_CREATABLE(GPalette)
   public:

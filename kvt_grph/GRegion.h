@@ -17,6 +17,7 @@ enum class RegionOp;
 struct RegionView;
 } // namespace ondrel_detail
 
+/// A set of pixels with the operations of sets, as a value.
 class ONDREL_API GRegion {
   public:
     /// The empty region.

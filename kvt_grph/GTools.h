@@ -6,6 +6,7 @@
 #include "kvt_grph/Colors.h"
 #include "platform/SystemTypes.h"
 
+/// Static functions: hit tests, and the interruption of long work.
 class ONDREL_API GTools {
   public:
     /// `value` cut to `low` through `high`; `low` when they are crossed. Points by component.

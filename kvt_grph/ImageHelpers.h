@@ -10,6 +10,7 @@
 class PixelMap;
 struct RGBA_Color;
 
+/// What both directions have in common: the layouts of file and image, and the window.
 class ONDREL_API ImageDecodingHelper {
   public:
     ImageDecodingHelper(ImageDecodingHelper const &) = delete;

@@ -29,6 +29,7 @@ class ONDREL_API GObjectPixelMapFormat {
     virtual GString read_object_class_name(ipstream & in) const;
 };
 
+/// A raster image with its drawing operations and its files.
 class ONDREL_API PixelMap : public GStreamable, public AbstractImage {
     G_DECLARE_CREATABLE(PixelMap)
   public:

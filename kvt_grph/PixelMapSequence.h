@@ -15,6 +15,7 @@
 
 class PixelMapLocation;
 
+/// The maps by number. A host derives one that knows where they come from.
 class ONDREL_API PixelMapSequence : public GStreamable {
     G_DECLARE_CLASS(PixelMapSequence)
   public:

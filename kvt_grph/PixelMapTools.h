@@ -3,6 +3,7 @@
 
 #include "kvt_grph/PixelMap.h"
 
+/// Static functions on pixel maps.
 class ONDREL_API PixelMapTools {
   public:
     /// A map of the source's format and palette in the new size, owned by the caller.

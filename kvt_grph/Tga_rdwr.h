@@ -4,6 +4,7 @@
 
 #include "kvt_grph/AbstractImageReaderWriter.h"
 
+/// The reader and writer of Targa files. It is found by its class: nobody registers it.
 class ONDREL_API TGAReaderWriter : public AbstractImageReaderWriter {
     G_DECLARE_CREATABLE(TGAReaderWriter)
   public:

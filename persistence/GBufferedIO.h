@@ -8,6 +8,7 @@
 
 #include <cstdint>
 
+/// The window that streams read and write in, and the states of a buffer.
 class ONDREL_API GAbstractBufferedIO : public GIO {
   public:
     enum SBState { Idle = 0, Reading = 1, Writing = 2 };

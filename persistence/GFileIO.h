@@ -7,6 +7,7 @@
 
 #include <cstdint>
 
+/// A file of the system as a byte device.
 class ONDREL_API GFileIO : public GIO {
   public:
     enum IOCreateMode {

@@ -11,6 +11,7 @@
 class FlateDecoder;
 class FlateMatcher;
 
+/// The compressing device: matches of the last 32 KiB, coded by a GHuffmanBufferedIO.
 class ONDREL_API GFlateBufferedIO : public GBufferedIO {
   public:
     static constexpr int defaultLevel = 4;

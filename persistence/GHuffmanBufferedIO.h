@@ -15,6 +15,7 @@ class BlockReader;
 class BlockWriter;
 } // namespace huffman
 
+/// The coding device: literals and matches as blocks in Huffman codes.
 class ONDREL_API GHuffmanBufferedIO : public GBufferedIO {
   public:
     /// What the writer gathers for one block; the reader takes one item more.

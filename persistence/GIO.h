@@ -3,6 +3,7 @@
 
 #include "platform/Export.h"
 
+/// The interface of all byte devices. Failures are kept in a field and never thrown.
 class ONDREL_API GIO {
   public:
     enum IOOpenMode { ReadMode = 1, WriteMode = 2, ReadWriteMode = 3 };

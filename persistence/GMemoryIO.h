@@ -3,6 +3,7 @@
 
 #include "persistence/GIO.h"
 
+/// A block of memory as a byte device.
 class ONDREL_API GMemoryIO : public GIO {
   public:
     /// A block of its own; `capacity` may be 0.

@@ -25,6 +25,7 @@ struct ResourceFileBlock {
     std::int32_t compressed = 1;
 };
 
+/// A resource: its name, where it lies, and the object that is kept for it.
 class ONDREL_API ResourceItem : public ResourceFileBlock {
   public:
     ResourceItem() = default;

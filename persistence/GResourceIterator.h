@@ -15,6 +15,7 @@ class ResourceFile;
 class ResourceFileServer;
 struct ResourceFileBlock;
 
+/// What the walks have in common: the place, and the step to the next one.
 class ONDREL_API GResourceWalk {
   public:
     /// There is a current entry.

@@ -4,6 +4,7 @@
 
 #include "persistence/GFileIO.h"
 
+/// The bits of the older open mode, and what they mean for a file.
 struct OlderOpenMode {
     enum Bits { Truncating = 16, NoCreation = 0x20, NoReplacing = 0x40 };
 

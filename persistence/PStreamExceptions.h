@@ -9,6 +9,7 @@
 
 class GMetaClass;
 
+/// The root of the exceptions of streams: what was read is no stream, or not this one.
 class ONDREL_API InvalidPStream_Exception : public GLibraryException {
   public:
     /// A text, or a message id when the pointer's value is below 0x10000.
@@ -45,6 +46,7 @@ class ONDREL_API InvalidPStreamMarker_Exception : public InvalidPStream_Exceptio
     InvalidPStreamMarker_Exception(int marker, long position);
 };
 
+/// The data of an object did not begin as a frame does.
 class ONDREL_API InvalidPStreamPrefix_Exception : public InvalidPStream_Exception {
   public:
     explicit InvalidPStreamPrefix_Exception(long position);
@@ -69,6 +71,7 @@ class ONDREL_API AbstractClass_Exception : public InvalidPStream_Exception {
     explicit AbstractClass_Exception(GMetaClass const & metaClass);
 };
 
+/// A frame of a form that is read no more.
 class ONDREL_API OldPrefix_Exception : public InvalidPStream_Exception {
   public:
     OldPrefix_Exception();
@@ -87,6 +90,7 @@ class ONDREL_API NotBaseClass_Exception : public InvalidPStream_Exception {
     NotBaseClass_Exception(std::type_info const & asked, std::type_info const & own, long position);
 };
 
+/// The streamed form of a file name that holds an unknown piece.
 class ONDREL_API GFileReadError_Exception : public InvalidPStream_Exception {
   public:
     GFileReadError_Exception();

@@ -42,6 +42,7 @@ class ONDREL_API RedirectionItem : public TGCollection<GString> {
     GString pattern;
 };
 
+/// A variable of the file and what stands for it.
 struct RedirectionVariableDefinition {
     GString name;
     GString value;
@@ -58,6 +59,7 @@ class ONDREL_API RedirectionFileVariables
     RedirectionVariableDefinition * find(char const * name) const;
 };
 
+/// The patterns with their directories, in the order in which they are asked.
 class ONDREL_API RedirectionFile : public TGCollection<RedirectionItem> {
   public:
     /// What is read of one line, and of one file without what lines were cut by.

@@ -173,25 +173,32 @@ class ONDREL_API ResourceFile : public GStreamable {
     // be in the same function at once; no thread is in one any more that was unregistered, but for
     // one that unregisters itself.
 
+    /// What a callback gets: the file, and in the records below what it happened to.
     struct Reason_BaseInfo {
         ResourceFileServer * server;
     };
+    /// A directory, from the root.
     struct Reason_DirectoryInfo : Reason_BaseInfo {
         GResourcePath path;
     };
+    /// A directory with its former and its new path.
     struct Reason_DirectoryRenamedInfo : Reason_BaseInfo {
         GResourcePath from, to;
     };
+    /// A handle with its former and its new current directory.
     struct Reason_CurrentDirectoryChangedInfo : Reason_BaseInfo {
         GResourcePath from, to;
         ResourceFile * file;
     };
+    /// A resource, or a type by its directory and its type.
     struct Reason_FullNameInfo : Reason_BaseInfo {
         GResourceFullName fullName;
     };
+    /// A resource and the object that was put.
     struct Reason_ItemPutInfo : Reason_FullNameInfo {
         GStreamable * object;
     };
+    /// A resource by its former and its new name.
     struct Reason_ItemRenamedInfo : Reason_BaseInfo {
         GResourceFullName item, newName;
     };

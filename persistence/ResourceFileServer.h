@@ -15,6 +15,7 @@
 #include <memory>
 #include <vector>
 
+/// The worker behind the handles on one resource file.
 class ONDREL_API ResourceFileServer {
   public:
     /// Directories within each other; a deeper tree could not be relied on to be written.

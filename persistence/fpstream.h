@@ -8,6 +8,7 @@
 
 class RedirectionFile;
 
+/// The file side of a stream on a file, and the redirection of names.
 class ONDREL_API fpbase : public virtual pstream {
   public:
     /// Bits of the older open mode, besides GIO::IOOpenMode in the low two.
@@ -57,6 +58,7 @@ class ONDREL_API fpbase : public virtual pstream {
     GBufferedIO device_;
 };
 
+/// Reads objects from a file.
 class ONDREL_API ifpstream : public fpbase, public ipstream {
   public:
     ifpstream() = default;
@@ -66,6 +68,7 @@ class ONDREL_API ifpstream : public fpbase, public ipstream {
         : fpbase(name, mode, create, share) {}
 };
 
+/// Writes objects into a file.
 class ONDREL_API ofpstream : public fpbase, public opstream {
   public:
     ofpstream() = default;
@@ -77,6 +80,7 @@ class ONDREL_API ofpstream : public fpbase, public opstream {
     bool change_size(long size);
 };
 
+/// Reads and writes objects in one file.
 class ONDREL_API fpstream : public fpbase, public iopstream {
   public:
     fpstream() = default;

@@ -4,6 +4,7 @@
 #include "persistence/GMemoryIO.h"
 #include "persistence/pstream.h"
 
+/// The memory side of a stream on memory.
 class ONDREL_API mpbase : public virtual pstream {
   public:
     /// On a block of its own, empty, for reading and writing.
@@ -29,18 +30,21 @@ class ONDREL_API mpbase : public virtual pstream {
     GBufferedIO device_;
 };
 
+/// Reads objects from memory.
 class ONDREL_API impstream : public mpbase, public ipstream {
   public:
     impstream() = default;
     impstream(void * buffer, long size, GIO::IOOpenMode mode) : mpbase(buffer, size, mode) {}
 };
 
+/// Writes objects into memory.
 class ONDREL_API ompstream : public mpbase, public opstream {
   public:
     ompstream() = default;
     ompstream(void * buffer, long size, GIO::IOOpenMode mode) : mpbase(buffer, size, mode) {}
 };
 
+/// Reads and writes objects in one block of memory.
 class ONDREL_API mpstream : public mpbase, public iopstream {
   public:
     mpstream() = default;

@@ -56,6 +56,7 @@ class ONDREL_API zpbase : public virtual pstream {
     GFlateBufferedIO flate_;
 };
 
+/// Reads objects from a file with compressed stretches.
 class ONDREL_API izpstream : public zpbase, public ipstream {
   public:
     izpstream() = default;
@@ -65,6 +66,7 @@ class ONDREL_API izpstream : public zpbase, public ipstream {
     izpstream(char const * name, int mode, unsigned short speed) : zpbase(name, mode, speed) {}
 };
 
+/// Writes objects into a file with compressed stretches.
 class ONDREL_API ozpstream : public zpbase, public opstream {
   public:
     ozpstream() = default;
@@ -76,6 +78,7 @@ class ONDREL_API ozpstream : public zpbase, public opstream {
     bool change_size(long size);
 };
 
+/// Reads and writes objects in one file with compressed stretches.
 class ONDREL_API zpstream : public zpbase, public iopstream {
   public:
     zpstream() = default;

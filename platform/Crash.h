@@ -9,6 +9,7 @@
 #include <cstdint>
 
 #if !defined(_WIN32) || !defined(_WINNT_)
+/// What happened: the code of the fault, where, and details.
 struct _EXCEPTION_RECORD {
 #if defined(_WIN32)
     unsigned long ExceptionCode, ExceptionFlags;
@@ -24,6 +25,7 @@ struct _EXCEPTION_RECORD {
 #endif
     std::uintptr_t ExceptionInformation[15];
 };
+/// The record of a fault, and the state of the machine where there is one.
 struct _EXCEPTION_POINTERS {
     _EXCEPTION_RECORD * ExceptionRecord;
     struct _CONTEXT * ContextRecord;

@@ -24,6 +24,7 @@ struct COMPVARS {
     void * lpState;
     long cbState; ///< bytes at lpState
 };
+/// The settings of a compressor, as a movie file has them.
 struct AVICOMPRESSOPTIONS {
     unsigned long fccType;
     unsigned long fccHandler;

@@ -9,6 +9,7 @@ namespace Tavlin {
 
 class Object;
 
+/// An interface: what can be attached to an Object, and is owned by it then.
 class ONDREL_API AUnknown : public virtual RefCounter {
     G_DECLARE_CLASS(AUnknown)
   public:

@@ -71,6 +71,7 @@ class TBoundInvoke {
     NameLinkID name_;
 };
 
+/// What the two bound properties have in common.
 template <class Reference>
 class TBoundProperty : public TBoundInvoke<Reference> {
   public:
@@ -83,6 +84,7 @@ class TBoundProperty : public TBoundInvoke<Reference> {
     }
 };
 
+/// A bound getter.
 template <class Reference>
 class TBoundPropertyGet : public TBoundProperty<Reference> {
   public:
@@ -107,6 +109,7 @@ class TBoundPropertyGet : public TBoundProperty<Reference> {
     }
 };
 
+/// A bound setter.
 template <class Reference>
 class TBoundPropertySet : public TBoundProperty<Reference> {
   public:
@@ -125,6 +128,7 @@ class TBoundPropertySet : public TBoundProperty<Reference> {
     }
 };
 
+/// A bound method.
 template <class Reference>
 class TBoundMethod : public TBoundInvoke<Reference> {
   public:

@@ -8,6 +8,7 @@
 
 namespace Tavlin {
 
+/// Names of one description, by a mask of call types.
 class ONDREL_API DispInfoIterator {
   public:
     /// Stands on the first name of `info` whose call type is in `mask`; `info` may be null and must

@@ -10,6 +10,7 @@
 
 namespace Tavlin {
 
+/// Static functions: values and objects to text and back.
 class ONDREL_API DispatcherTextIO {
   public:
     /// Flags.

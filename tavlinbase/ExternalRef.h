@@ -31,6 +31,7 @@ class ONDREL_API ExternalRefCounter : public AUnknown {
     TGCollection<ExternalRef> references_;
 };
 
+/// The reference that does not hold: null once its object has gone.
 class ONDREL_API ExternalRef {
   public:
     ExternalRef() = default;

@@ -17,6 +17,7 @@ namespace Tavlin {
 class Object;
 struct DispParams;
 
+/// An interface that answers by name; and the functions that walk along paths of names.
 class ONDREL_API IDispatcher : public virtual AUnknown {
     G_DECLARE_CLASS(IDispatcher)
   public:
@@ -80,7 +81,8 @@ class ONDREL_API IDispatcher : public virtual AUnknown {
                                 TRef<Object> const & inherited);
     static VariableRef FindVRef(char const * path, TRef<Object> const & me,
                                 TRef<Object> const & inherited);
-    /// Writes to the name at the end of a path; false when nobody took the value.
+    /// Writes to the name at the end of a path; false when nobody has the name. Whether the value
+    /// was to the taste of its setter, or fitted the kind of its variable, is not told.
     static bool SetVRef(VariableRef const & value, TGVector<NameLinkID> const & path,
                         TRef<Object> const & me, TRef<Object> const & inherited);
     static bool SetVRef(VariableRef const & value, char const * path, TRef<Object> const & me,
@@ -113,6 +115,7 @@ struct ONDREL_API DispParams {
     IDispatcher::CallType type;
 };
 
+/// The read of a property into the caller's handle.
 struct PropertyGetParams : DispParams {
     PropertyGetParams(NameLinkID callName, VariableRef * callResult)
         : DispParams(callName, callResult, nullptr, IDispatcher::PropertyGet) {}

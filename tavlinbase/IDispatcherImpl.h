@@ -52,6 +52,7 @@ using DispatcherMethod = void (*)(void * object, VariableRef * result, VRefVecto
 /// Finds a data member; a fixed distance would not do for a member of a virtual base.
 using DispatcherMember = _Variable * (*)(void * object);
 
+/// A getter: its invoke passes the caller's result.
 class ONDREL_API IDispatcherImplTablePGetEntry : public IDispatcherImplTableEntry {
   public:
     IDispatcherImplTablePGetEntry(NameLinkID entryName, void * entryFunction, int entryOffset,
@@ -71,6 +72,7 @@ class ONDREL_API IDispatcherImplTablePSetEntry : public IDispatcherImplTableEntr
     void invoke(void * object, DispParams * params) const override;
 };
 
+/// A method: its invoke passes the caller's result and arguments.
 class ONDREL_API IDispatcherImplTableMethodEntry : public IDispatcherImplTableEntry {
   public:
     IDispatcherImplTableMethodEntry(NameLinkID entryName, void * entryFunction, int entryOffset,

@@ -6,6 +6,7 @@
 
 namespace Tavlin {
 
+/// An interface with a name for its object.
 class ONDREL_API INamedObject : public virtual AUnknown {
     G_DECLARE_CLASS(INamedObject)
   public:
@@ -14,6 +15,7 @@ class ONDREL_API INamedObject : public virtual AUnknown {
     virtual GString getName() = 0;
 };
 
+/// Keeps the name.
 class ONDREL_API INamedObjectImpl : public INamedObject {
     G_DECLARE_CREATABLE(INamedObjectImpl)
   public:

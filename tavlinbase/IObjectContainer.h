@@ -8,6 +8,7 @@
 
 namespace Tavlin {
 
+/// The list of objects behind an object, with itself as number 0.
 class ONDREL_API IObjectContainer : public virtual AUnknown {
     G_DECLARE_CREATABLE(IObjectContainer)
   public:

@@ -8,6 +8,7 @@
 
 namespace Tavlin {
 
+/// Instructions that are executed in order, with one current data object.
 class ONDREL_API InstructionList : public Object {
     G_DECLARE_CREATABLE(InstructionList)
   public:

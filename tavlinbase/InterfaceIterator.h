@@ -8,6 +8,7 @@
 
 namespace Tavlin {
 
+/// The untyped walk, by the description of the class.
 class InterfaceIterator {
   public:
     /// Stands on the first interface. `includeObject` lets the object itself be the last one. A

@@ -15,6 +15,7 @@
 
 namespace Tavlin {
 
+/// One library file and the objects that came from it.
 class ONDREL_API LibraryShelf : public RefCounter {
     G_DECLARE_CLASS(LibraryShelf)
   public:

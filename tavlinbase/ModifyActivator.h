@@ -22,6 +22,7 @@ class ONDREL_API ISetModifyActivator : public virtual AUnknown {
     void removeActivator(ModifyActivator * activator);
 };
 
+/// Watches a source and acts on a destination when the source fires.
 class ONDREL_API ModifyActivator : public Object {
     G_DECLARE_CLASS(ModifyActivator)
   public:

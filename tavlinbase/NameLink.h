@@ -25,6 +25,7 @@ ONDREL_API opstream & operator<<(opstream & out, NameLinkID name);
 /// none.
 ONDREL_API ipstream & operator>>(ipstream & in, NameLinkID & name);
 
+/// An interned name, one word long.
 class ONDREL_API NameLinkID {
   public:
     /// The null name.

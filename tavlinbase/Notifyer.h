@@ -30,6 +30,7 @@ class ONDREL_API NotifyCallback : public GObject {
     TGCollection<Notifyer> notifyers_; // once for each list that holds this callback
 };
 
+/// A subject: somebody who tells of its changes.
 class ONDREL_API Notifyer {
   public:
     constexpr Notifyer() = default;

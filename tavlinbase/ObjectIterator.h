@@ -6,6 +6,7 @@
 
 namespace Tavlin {
 
+/// Walks over all registered objects of a class.
 class ONDREL_API ObjectIterator {
   public:
     /// Stands on the first object. The order is by addresses and means nothing.

@@ -12,6 +12,7 @@
 
 namespace Tavlin {
 
+/// An array of references that grows by a fixed step.
 template <class T>
 class TRefVector {
   public:
@@ -153,6 +154,7 @@ class TRefVector {
     TRef<T> * items_ = nullptr; // null references behind the count
 };
 
+/// References in an order that the derived class tells, each key once.
 template <class T>
 class TRefSortedVector : public TRefVector<T> {
   public:

@@ -16,6 +16,7 @@ namespace Tavlin {
 
 class ObjectCreator;
 
+/// The root of the objects of the game: a bag of interfaces that can be registered by its class.
 class ONDREL_API Object : public virtual RefCounter {
     G_DECLARE_CLASS(Object)
   public:
@@ -218,7 +219,8 @@ class ONDREL_API ClassExemplarSet : public TGSortedCollection<Object> {
 /// Hands a new or loaded object over: owns it until registration has told which object survives.
 class ONDREL_API ObjectCreator {
   public:
-    /// Builds an object; empty when that is not possible or no Object.
+    /// Builds an object; empty when the class is abstract or no Object. `metaClass` must not be
+    /// null: who has a name asks GMetaClass::FindByName for it first.
     explicit ObjectCreator(GMetaClass const * metaClass);
     /// Takes the object; empty when it is no Object, which then stays the caller's.
     explicit ObjectCreator(GStreamable * object);

@@ -41,6 +41,7 @@ class ONDREL_API ParsingError : public GException {
     unsigned long code_;
 };
 
+/// Maps a copy of a file and has a derived class parse it.
 class ONDREL_API FileParser {
   public:
     FileParser() = default;

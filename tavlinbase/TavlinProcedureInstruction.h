@@ -8,6 +8,7 @@
 
 namespace Tavlin {
 
+/// An instruction that is a named list of instructions.
 class ONDREL_API ProcedureInstruction : public Instruction {
     G_DECLARE_CREATABLE(ProcedureInstruction)
   public:

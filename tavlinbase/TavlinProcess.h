@@ -131,6 +131,7 @@ class ONDREL_API FrameStep : public NotifyCallback {
     ProcessManager & manager_;
 };
 
+/// The subscriber for processes of render seconds.
 class ONDREL_API TimeStep : public NotifyCallback {
   protected:
     explicit TimeStep(ProcessManager & manager) : NotifyCallback(true), manager_(manager) {}
@@ -140,6 +141,7 @@ class ONDREL_API TimeStep : public NotifyCallback {
     ProcessManager & manager_;
 };
 
+/// The subscriber for processes of the game.
 class ONDREL_API GameStep : public NotifyCallback {
   protected:
     explicit GameStep(ProcessManager & manager) : NotifyCallback(true), manager_(manager) {}

@@ -10,6 +10,7 @@
 
 namespace Tavlin {
 
+/// A list of objects by name, which reads as an object of that many properties.
 class ONDREL_API DispObjectRegistrar : public UniqueObject,
                                        public IDispatcher,
                                        public IDispatcher::Info {

@@ -37,6 +37,7 @@ class CriticalSection {
     std::int32_t lockCount_ = 0;
 };
 
+/// A thread whose body a derived class brings.
 class ONDREL_API Thread {
   public:
     static constexpr unsigned long Infinite = platform::waitForever;

@@ -13,6 +13,7 @@ class opstream;
 
 namespace Tavlin {
 
+/// The two clocks of the program and its random stream, all static.
 class ONDREL_API Time {
   public:
     /// The list of those whom the steps call. A priority is a slot: it holds one callback.

@@ -86,11 +86,13 @@ class ONDREL_API NameLinkResolver : public virtual RefCounter {
     NameLinkResolver & operator=(NameLinkResolver const & other);
     ~NameLinkResolver() override;
 
-    /// Resolves every point and stores what was found; reports nothing.
+    /// Resolves every point and stores what was found, null or an empty handle where nothing was;
+    /// reports nothing.
     virtual void resolveConnectionPoints();
-    /// False when a required point does not resolve; `log` receives the messages, those of
-    /// optional points only with `reportWarnings`. What was resolved stays as it is, but for an
-    /// index that its name no longer leads to, which becomes -1.
+    /// False when a required point does not resolve, and then the points behind it are not looked
+    /// at; `log` receives the messages, those of optional points only with `reportWarnings`. What
+    /// was resolved stays as it is, but for an index that its name no longer leads to, which
+    /// becomes -1.
     virtual bool checkConnectionPoints(GString & log, bool reportWarnings);
     virtual int getConnectionPointCount();
     /// A point that is `temporary` belongs to the caller.

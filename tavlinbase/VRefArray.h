@@ -9,6 +9,7 @@
 
 namespace Tavlin {
 
+/// An array that can be read.
 class ONDREL_API IVRefArray : public virtual AUnknown {
     G_DECLARE_CLASS(IVRefArray)
   public:
@@ -19,6 +20,7 @@ class ONDREL_API IVRefArray : public virtual AUnknown {
     virtual int indexOf(VariableRef value);
 };
 
+/// An array that can be changed as well.
 class ONDREL_API IWritableVRefArray : public IVRefArray {
     G_DECLARE_CLASS(IWritableVRefArray)
   public:

@@ -7,6 +7,7 @@
 
 namespace Tavlin {
 
+/// The component of an agent that holds its slots.
 class ONDREL_API AgentInventory : public AgentComponent {
     G_DECLARE_CREATABLE(AgentInventory)
   public:

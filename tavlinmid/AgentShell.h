@@ -37,6 +37,7 @@ class ONDREL_API AgentComponent : public TypedObjectNode {
     float priority_ = defaultPriority;
 };
 
+/// An agent: a named list of components.
 class ONDREL_API AgentShell : public TypedObjectNode, public IDynamicDataReadWrite {
     G_DECLARE_CREATABLE(AgentShell)
     TAVLIN_DECLARE_DISPATCHER(AgentShell)

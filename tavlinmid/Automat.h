@@ -10,6 +10,7 @@
 
 namespace Tavlin {
 
+/// A running script.
 class ONDREL_API Automat : public AgentComponent {
     G_DECLARE_CREATABLE(Automat)
   public:

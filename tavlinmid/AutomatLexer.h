@@ -36,6 +36,7 @@ enum class AutomatToken : int {
     And
 };
 
+/// Reads a script and its includes as tokens.
 class ONDREL_API calc_lexer {
   public:
     /// Opens the first file; one that cannot be opened gives an empty script.

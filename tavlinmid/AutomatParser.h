@@ -14,6 +14,7 @@
 
 namespace Tavlin {
 
+/// Reads tokens and builds the nodes of a definition.
 class ONDREL_API calc_parser {
   public:
     /// `target` receives what the script holds.

@@ -10,6 +10,7 @@
 
 namespace Tavlin {
 
+/// The definition of a script, which all its automata share.
 class ONDREL_API D_Automat : public UniqueObject, public IDispatcher::Info {
     G_DECLARE_CREATABLE(D_Automat)
   public:

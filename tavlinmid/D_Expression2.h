@@ -7,6 +7,7 @@
 
 namespace Tavlin {
 
+/// The base of all nodes with two operands.
 class ONDREL_API D_Expression2 : public D_Expression {
     G_DECLARE_CLASS(D_Expression2)
   public:

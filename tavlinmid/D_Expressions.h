@@ -6,6 +6,7 @@
 
 namespace Tavlin {
 
+/// A literal. All who evaluate it share its cell, which is marked as a constant.
 class ONDREL_API D_Constant : public D_Expression {
     G_DECLARE_CREATABLE(D_Constant)
   public:
@@ -55,6 +56,7 @@ class ONDREL_API D_Event : public D_Expression {
     NameLinkID event_;
 };
 
+/// A variable of the automat, by name.
 class ONDREL_API D_Variable : public D_LeftPart {
     G_DECLARE_CREATABLE(D_Variable)
   public:
@@ -98,6 +100,7 @@ class ONDREL_API D_Array : public D_LeftPart {
     int index_[3] = {-1, -1, -1};
 };
 
+/// Writes the value of the right side into what stands on the left, and gives that.
 class ONDREL_API D_Assign : public D_Expression {
     G_DECLARE_CREATABLE(D_Assign)
   public:
@@ -137,6 +140,7 @@ class ONDREL_API D_Step : public D_Expression {
     TRef<D_LeftPart> operand_;
 };
 
+/// Adds 1 in place.
 class ONDREL_API D_Increment : public D_Step {
     G_DECLARE_CREATABLE(D_Increment)
   public:
@@ -147,6 +151,7 @@ class ONDREL_API D_Increment : public D_Step {
     std::int32_t stepped(std::int32_t word) const override;
 };
 
+/// Takes 1 away in place.
 class ONDREL_API D_Decrement : public D_Step {
     G_DECLARE_CREATABLE(D_Decrement)
   public:

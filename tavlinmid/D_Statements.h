@@ -5,6 +5,7 @@
 
 namespace Tavlin {
 
+/// Statements one after the other, up to the first that fails.
 class ONDREL_API D_Block : public D_Operator {
     G_DECLARE_CREATABLE(D_Block)
   public:
@@ -64,6 +65,7 @@ class ONDREL_API D_Condition : public D_Operator {
     TRef<D_Expression> condition_;
 };
 
+/// A state: its name and the methods by which it answers.
 class ONDREL_API D_State : public RefCounter {
     G_DECLARE_CREATABLE(D_State)
   public:

@@ -9,6 +9,7 @@
 
 namespace Tavlin {
 
+/// The base of slots: how names read through to the items.
 class ONDREL_API InventorySlot : public TypedObjectNode {
     G_DECLARE_CLASS(InventorySlot)
   public:

@@ -27,6 +27,7 @@ class ONDREL_API AgentList : public TGCollection<AgentShell> {
     Which which_;
 };
 
+/// The one list of all agents, which steps those that run.
 class ONDREL_API AgentManager2 : public Object, public IDispatcherImpl {
     G_DECLARE_CREATABLE(AgentManager2)
     TAVLIN_DECLARE_DISPATCHER(AgentManager2)

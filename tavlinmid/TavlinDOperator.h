@@ -34,6 +34,7 @@ struct QuickValue {
     std::int32_t word;
 };
 
+/// The root of all nodes of a script.
 class ONDREL_API D_Operator : public RefCounter {
     G_DECLARE_CLASS(D_Operator)
   public:
@@ -91,6 +92,7 @@ class ONDREL_API D_Operator : public RefCounter {
     std::uint32_t size_ = 1;
 };
 
+/// A node that has a value.
 class ONDREL_API D_Expression : public D_Operator {
     G_DECLARE_CLASS(D_Expression)
   public:

@@ -7,6 +7,7 @@
 
 namespace Tavlin {
 
+/// A change that can be made to an object and taken back.
 class ONDREL_API ObjectModifier : public Object {
     G_DECLARE_CLASS(ObjectModifier)
   public:

@@ -70,6 +70,7 @@ class ONDREL_API SimpleDispatcherFunctionGroup : public HandlerCollectionObject,
     NameLinkID name_;
 };
 
+/// A message board: one group of handlers for each message.
 class ONDREL_API SimpleDispatcher : public UniqueObject,
                                     public IDispatcher,
                                     public IDispatcher::Info {

@@ -70,6 +70,7 @@ class ONDREL_API VRefObjectChannel : public UniqueObject,
     void write(opstream & out) override;
 };
 
+/// What is subscribed to: it holds its channels and sends to them.
 class ONDREL_API VRefChannelSource : public virtual RefCounter {
     G_DECLARE_CREATABLE(VRefChannelSource)
   public:
