@@ -8,6 +8,7 @@
 #include "platform/MessageBox.h"
 #include "platform/SystemTypes.h"
 #include "platform/Threads.h"
+#include "platform/Version.h"
 
 #include "foundation/BitSet.h"
 #include "foundation/FileFind.h"

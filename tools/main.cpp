@@ -2,6 +2,7 @@
 // family of subcommands is a source file of its own.
 #include "Command.h"
 #include "Terminal.h"
+#include "platform/Version.h"
 
 #include <CLI/CLI.hpp>
 
@@ -20,7 +21,8 @@ int main(int argc, char ** argv) {
     using namespace tool;
     CLI::App program("Works on the files of the Ondrel library.", "ondrel");
     int status = Done;
-    program.set_version_flag("--version", "ondrel " ONDREL_TOOL_VERSION, "Print the version");
+    program.set_version_flag("--version", std::string("ondrel ") + OndrelVersion(),
+                             "Print the version");
     program.footer(footer);
     program.require_subcommand(1);
     addDeflate(program);

@@ -1,4 +1,5 @@
 // Compressing and restoring files from the command line, and what must be left when it fails.
+#include "platform/Version.h"
 #include "tests/tools/program_support.h"
 
 #include <nlohmann/json.hpp>
@@ -154,7 +155,7 @@ TEST(Deflate, ShowsABarForLargeFilesOnATerminalOnly) {
 
 TEST(Program, ExplainsItself) {
     TemporaryDirectory directory;
-    EXPECT_EQ(runProgram(directory, {"--version"}).out, "ondrel " ONDREL_TOOL_VERSION "\n");
+    EXPECT_EQ(runProgram(directory, {"--version"}).out, "ondrel " ONDREL_VERSION "\n");
     for (Names const & arguments :
          {Names{"--help"}, Names{"deflate", "--help"}, Names{"inflate", "-h"}}) {
         Outcome const run = runProgram(directory, arguments);
