@@ -12,7 +12,7 @@ case "$build" in
     *) echo "test.sh: unknown build '$build' (release, ilp32, asan or all)" >&2; exit 2 ;;
 esac
 
-packages=(cmake ninja-build g++ googletest ccache libcli11-dev nlohmann-json3-dev locales)
+packages=(cmake ninja-build g++ googletest ccache libcli11-dev nlohmann-json3-dev locales pkg-config)
 [[ " ${builds[*]} " == *" ilp32 "* ]] && packages+=(g++-multilib)
 [[ " ${builds[*]} " == *" release "* ]] && packages+=(libbenchmark-dev liblua5.4-dev libpixman-1-dev
     libboost-dev libboost-serialization-dev libstb-dev doxygen)
