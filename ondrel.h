@@ -106,6 +106,7 @@
 #include "tavlinmid/AgentShell.h"
 #include "tavlinmid/Automat.h"
 #include "tavlinmid/AutomatLexer.h"
+#include "tavlinmid/AutomatObserver.h"
 #include "tavlinmid/AutomatParser.h"
 #include "tavlinmid/D_Automat.h"
 #include "tavlinmid/D_Expression2.h"

@@ -56,6 +56,7 @@ struct calc_lexer::Source {
     GString name;
     std::shared_ptr<Source> includer;
     int depth = 0;
+    AutomatPlace place{-1, 1, 1}; // of the next character
     unsigned char buffer[4096];
     long filled = 0;
     long used = 0;
@@ -69,6 +70,7 @@ struct calc_lexer::Source {
                 return endOfFile;
             }
         }
+        ++place.column;
         return buffer[used++];
     }
     /// As a file is read in text mode: a carriage return in front of a line feed is not there,
@@ -77,16 +79,22 @@ struct calc_lexer::Source {
         int c = raw();
         if (c == '\r') {
             c = raw();
-            if (c != '\n' && c != endOfFile)
+            if (c != '\n' && c != endOfFile) {
                 --used;
+                --place.column;
+            }
             if (c != '\n')
                 return '\r';
+        }
+        if (c == '\n') {
+            ++place.line;
+            place.column = 1;
         }
         return c == endOfText ? endOfFile : c;
     }
 };
 
-calc_lexer::calc_lexer(char const * path) {
+calc_lexer::calc_lexer(char const * path, AutomatObserver * observer) : observer_(observer) {
     open(path);
 }
 
@@ -101,22 +109,33 @@ void calc_lexer::open(char const * name) {
     for (std::shared_ptr<Source> above = origin_; above; above = above->includer, ++depth) {
         if (above->name != full.c_str() && depth < deepestInclude)
             continue;
-        std::fprintf(stderr, "include refused: %s\n", name);
+        tellFile(AutomatObserver::File::Refused, -1, name);
         return;
     }
     // Depth alone does not bound the work: files that include two others each double at every
     // level.
     if (opened_ >= mostFiles) {
-        std::fprintf(stderr, "include refused: %s\n", name);
+        tellFile(AutomatObserver::File::Refused, -1, name);
         return;
     }
-    ++opened_;
     auto const source = std::make_shared<Source>();
-    if (!source->file.open(file.c_str(), GIO::ReadMode, GFileIO::ExistingOnly, GFileIO::ShareBoth))
+    source->place.file = opened_++;
+    if (!source->file.open(file.c_str(), GIO::ReadMode, GFileIO::ExistingOnly,
+                           GFileIO::ShareBoth)) {
+        tellFile(AutomatObserver::File::Missing, -1, name);
         return;
+    }
     source->name = full;
     source->includer = origin_;
     files_.push_back(source);
+    tellFile(AutomatObserver::File::Opened, source->place.file, file.c_str());
+}
+
+void calc_lexer::tellFile(AutomatObserver::File result, int file, char const * path) {
+    if (observer_)
+        observer_->onFile(result, file, path, span_);
+    else if (result == AutomatObserver::File::Refused)
+        std::fprintf(stderr, "include refused: %s\n", path);
 }
 
 void calc_lexer::endLine() {
@@ -131,6 +150,7 @@ int calc_lexer::read() {
     if (files_.empty())
         return endOfInput;
     origin_ = files_.back();
+    readAt_ = origin_->place;
     int const c = origin_->character();
     switch (c) {
         case endOfFile:
@@ -155,42 +175,80 @@ int calc_lexer::peek(std::size_t ahead) {
         if (c == endOfInput)
             return endOfInput;
         ahead_ += static_cast<char>(c);
+        if (observer_)
+            places_.push_back(readAt_);
     }
     return static_cast<unsigned char>(ahead_[aheadUsed_ + ahead]);
 }
 
 std::string calc_lexer::take(std::size_t count) {
     std::string const text = ahead_.substr(aheadUsed_, count);
+    if (observer_ && count > 0) {
+        if (taken_.empty())
+            span_.begin = places_[aheadUsed_];
+        span_.end = places_[aheadUsed_ + count - 1];
+        taken_ += text;
+    }
     aheadUsed_ += count;
     if (aheadUsed_ == ahead_.size()) {
         ahead_.clear();
+        places_.clear();
         aheadUsed_ = 0;
     }
     return text;
 }
 
+AutomatToken calc_lexer::next() {
+    AutomatToken const token = nextToken();
+    if (!observer_)
+        return token;
+    if (token == AutomatToken::End) {
+        span_ = {readAt_, readAt_};
+        if (comment_)
+            tellComment(AutomatObserver::Comment::Unclosed);
+    }
+    observer_->onToken(token, taken_, span_);
+    return token;
+}
+
+void calc_lexer::tellComment(AutomatObserver::Comment how) {
+    if (!comment_)
+        return;
+    observer_->onComment(how, *comment_);
+    comment_.reset();
+}
+
 // The state that counts is that from before the character is read: reading a line feed ends a line
 // comment, which still swallows it.
-AutomatToken calc_lexer::next() {
+AutomatToken calc_lexer::nextToken() {
     AutomatToken token = AutomatToken::End;
     for (;;) {
         bool const comment = inComment_;
+        taken_.clear();
         if (peek(0) == endOfInput)
             return AutomatToken::End;
-        if (comment)
+        if (comment) {
             skipComment();
-        else if (match(token))
+            continue;
+        }
+        tellComment(AutomatObserver::Comment::ToLineEndDelivered);
+        if (match(token))
             return token;
     }
 }
 
 void calc_lexer::skipComment() {
-    if (peek(0) == '*' && peek(1) == '/') {
+    bool const closed = peek(0) == '*' && peek(1) == '/';
+    if (closed)
         inComment_ = false;
-        take(2);
+    take(closed ? 2 : 1);
+    if (!comment_)
         return;
-    }
-    take(1);
+    comment_->end = span_.end;
+    if (closed)
+        tellComment(AutomatObserver::Comment::Closed);
+    else if (!inComment_ && aheadUsed_ == ahead_.size())
+        tellComment(AutomatObserver::Comment::ToLineEnd);
 }
 
 /// False when what stands here is no token.
@@ -211,6 +269,8 @@ bool calc_lexer::match(AutomatToken & token) {
     if (matchOperator(token, first))
         return true;
     take(1);
+    if (observer_ && first != ' ' && first != '\t')
+        observer_->onDropped(static_cast<char>(first), span_.begin);
     return false;
 }
 
@@ -221,6 +281,8 @@ bool calc_lexer::matchComment() {
     lineComment_ = lineComment_ || second == '/';
     inComment_ = true;
     take(2);
+    if (observer_)
+        comment_ = span_;
     return true;
 }
 

@@ -8,9 +8,11 @@
 
 #include "foundation/GString.h"
 #include "platform/Export.h"
+#include "tavlinmid/AutomatObserver.h"
 #include "tavlinmid/D_Expressions.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -39,8 +41,9 @@ enum class AutomatToken : int {
 /// Reads a script and its includes as tokens.
 class ONDREL_API calc_lexer {
   public:
-    /// Opens the first file; one that cannot be opened gives an empty script.
-    explicit calc_lexer(char const * path);
+    /// Opens the first file; one that cannot be opened gives an empty script. `observer` may be
+    /// null, stays with its owner, and is told what would go to standard error.
+    explicit calc_lexer(char const * path, AutomatObserver * observer = nullptr);
     ~calc_lexer();
     calc_lexer(calc_lexer const &) = delete;
     calc_lexer & operator=(calc_lexer const &) = delete;
@@ -52,6 +55,9 @@ class ONDREL_API calc_lexer {
     TRef<D_Expression> const & constant() const { return constant_; }
     /// Line feeds delivered so far, plus one.
     int line() const { return line_; }
+    AutomatObserver * observer() const { return observer_; }
+    /// Where the last token stands; nowhere without an observer.
+    AutomatSpan const & span() const { return span_; }
 
     /// Files that may be open within each other.
     static constexpr int deepestInclude = 64;
@@ -64,13 +70,15 @@ class ONDREL_API calc_lexer {
     struct Source;
 
     void open(char const * name);
+    void tellFile(AutomatObserver::File result, int file, char const * path);
+    AutomatToken nextToken();
     int read();
-    int readFile();
     void endLine();
     int peek(std::size_t ahead);
     std::string take(std::size_t count);
 
     void skipComment();
+    void tellComment(AutomatObserver::Comment how);
     bool match(AutomatToken & token);
     bool matchComment();
     bool matchNumber(AutomatToken & token, int first);
@@ -96,6 +104,14 @@ class ONDREL_API calc_lexer {
     int opened_ = 0;
     std::string text_;
     TRef<D_Expression> constant_;
+
+    // For the observer alone.
+    AutomatObserver * const observer_;
+    AutomatPlace readAt_;                // of the character that was read last
+    std::vector<AutomatPlace> places_;   // of those in ahead_
+    std::string taken_;                  // what has been taken of the present token
+    AutomatSpan span_;                   // where that stands
+    std::optional<AutomatSpan> comment_; // the open one
 };
 
 } // namespace Tavlin

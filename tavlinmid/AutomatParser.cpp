@@ -78,8 +78,8 @@ D_Expression * makeBinary(AutomatToken token, TRef<D_Expression> const & left,
 } // namespace
 
 calc_parser::calc_parser(calc_lexer & lexer, TRef<D_Automat> const & target)
-    : lexer_(lexer), target_(target) {
-    stack_.push_back({Kind::Script, AutomatToken::End, {}, {}});
+    : lexer_(lexer), observer_(lexer.observer()), target_(target) {
+    stack_.push_back({Kind::Script, AutomatToken::End, {}, {}, {}});
 }
 
 int calc_parser::parse() {
@@ -88,7 +88,7 @@ int calc_parser::parse() {
         switch (act(token)) {
             case Step::Shift:
                 if (stack_.size() >= deepestStack) {
-                    std::fputs("yacc stack overflow\n", stderr);
+                    tellError(AutomatError::ScriptTooDeep, lexer_.span());
                     return 1;
                 }
                 shift(token);
@@ -99,19 +99,33 @@ int calc_parser::parse() {
             case Step::Accept:
                 return 0;
             case Step::Error:
-                tellError();
-                if (!recover(token))
-                    return 1;
-                break;
+                tellError(AutomatError::Syntax, lexer_.span());
+                [[fallthrough]];
+            case Step::Broken:
+                if (recover(token))
+                    break;
+                tellError(AutomatError::EndInError, lexer_.span());
+                return 1;
             case Step::Abort:
                 return 1;
         }
     }
 }
 
-void calc_parser::tellError() {
-    ++errors_;
-    std::fputs("syntax error\n", stderr);
+void calc_parser::tellError(AutomatError error, AutomatSpan const & span) {
+    bool const isCounted = error < AutomatError::ScriptTooDeep;
+    errors_ += isCounted;
+    if (observer_)
+        observer_->onError(error, span);
+    else if (isCounted)
+        std::fputs("syntax error\n", stderr);
+    else if (error == AutomatError::ScriptTooDeep)
+        std::fputs("yacc stack overflow\n", stderr);
+}
+
+/// What the topmost `count` entries cover.
+AutomatSpan calc_parser::spanOf(std::size_t count) {
+    return {top(count - 1).span.begin, top().span.end};
 }
 
 /// Drops everything up to the next NEWLINE; false when the script ends before it.
@@ -127,7 +141,7 @@ bool calc_parser::recover(AutomatToken & token) {
 }
 
 void calc_parser::shift(AutomatToken token) {
-    Entry entry{Kind::Token, token, {}, {}};
+    Entry entry{Kind::Token, token, {}, {}, lexer_.span(), arguments_.size()};
     if (token == AutomatToken::Constant) {
         entry.kind = Kind::Expression;
         entry.node = lexer_.constant();
@@ -180,22 +194,26 @@ calc_parser::Step calc_parser::onToken(AutomatToken token) {
             // The end of a statement, or a line with nothing in it.
             if (isToken(1, character('{'))) {
                 ++depth_;
+                if (observer_)
+                    observer_->onOpenBrace(top(1).span);
                 return statement(2);
             }
             if (isToken(1, character('}'))) {
                 --depth_;
+                if (observer_)
+                    observer_->onCloseBrace(top(1).span);
                 closeBlock();
                 return statement(2);
             }
             if (top(1).kind == Kind::Expression) {
-                append(TRef<D_Operator>(top(1).node.pointer()));
+                append(TRef<D_Operator>(top(1).node.pointer()), top(1).span);
                 return statement(2);
             }
             if (isToken(1, AutomatToken::Identifier)) {
                 if (isToken(2, AutomatToken::State))
-                    openState(top(1).text);
+                    openState(top(1));
                 else
-                    openMethod(top(1).text);
+                    openMethod(top(1));
                 return statement(3);
             }
             return statement(1);
@@ -211,8 +229,9 @@ calc_parser::Step calc_parser::onToken(AutomatToken token) {
         case ')':
             if (isToken(2, AutomatToken::If)) {
                 TRef<D_Expression> const condition = top(1).node;
+                AutomatSpan const span = spanOf(3);
                 pop(3);
-                openCondition(condition);
+                openCondition(condition, span);
                 return Step::Reduced;
             }
             if (isToken(2, character('('))) {
@@ -225,7 +244,7 @@ calc_parser::Step calc_parser::onToken(AutomatToken token) {
         case code(AutomatToken::Call):
             if (startsOperand(token))
                 return Step::Shift;
-            stack_.push_back({Kind::Arguments, AutomatToken::End, {}, {}});
+            stack_.push_back({Kind::Arguments, AutomatToken::End, {}, {}, top().span});
             return Step::Reduced;
         default:
             return startsOperand(token) ? Step::Shift : Step::Error;
@@ -234,13 +253,17 @@ calc_parser::Step calc_parser::onToken(AutomatToken token) {
 
 calc_parser::Step calc_parser::onIdentifier(AutomatToken token) {
     if (isToken(1, AutomatToken::Goto)) {
-        append(TRef<D_Operator>(new D_Out(GString(top().text.c_str()), true)));
+        append(TRef<D_Operator>(new D_Out(GString(top().text.c_str()), true)), spanOf(2));
+        if (observer_)
+            observer_->onGoto(top().text, top().span);
         return statement(2);
     }
     if (isToken(1, AutomatToken::State) || isToken(1, AutomatToken::Method))
         return token == AutomatToken::Newline ? Step::Shift : Step::Error;
     if (token == character('=') || (token == AutomatToken::Declare && top(1).kind == Kind::Script))
         return Step::Shift;
+    if (observer_)
+        observer_->onVariable(top().text, false, top().span);
     return replaceBy(1, new D_Variable(NameLinkID(top().text.c_str())));
 }
 
@@ -248,9 +271,13 @@ calc_parser::Step calc_parser::onIdentifier(AutomatToken token) {
 /// to be evaluated is an error.
 calc_parser::Step calc_parser::replaceBy(std::size_t count, D_Expression * node) {
     TRef<D_Expression> const kept(node);
+    AutomatSpan const span = spanOf(count);
     pop(count);
-    stack_.push_back({Kind::Expression, AutomatToken::End, kept, {}});
-    return node && node->depth() > deepestExpression ? Step::Error : Step::Reduced;
+    stack_.push_back({Kind::Expression, AutomatToken::End, kept, {}, span});
+    if (!node || node->depth() <= deepestExpression)
+        return Step::Reduced;
+    tellError(AutomatError::ExpressionTooDeep, span);
+    return Step::Broken;
 }
 
 calc_parser::Step calc_parser::onExpression(AutomatToken token) {
@@ -271,11 +298,15 @@ calc_parser::Step calc_parser::onExpressionEnd(AutomatToken token) {
     switch (code(before)) {
         case '=': {
             NameLinkID const name(top(2).text.c_str());
+            if (observer_)
+                observer_->onVariable(top(2).text, true, top(2).span);
             return replaceBy(3, new D_Assign(TRef<D_LeftPart>(new D_Variable(name)), top().node));
         }
         case code(AutomatToken::Declare): {
             NameLinkID const name(top(2).text.c_str());
             target_->addVariable(name, TRef<D_Operator>(top().node.pointer()));
+            if (observer_)
+                observer_->onDeclaration(top(2).text, top(2).span);
             return statement(3);
         }
         case ',':
@@ -287,7 +318,7 @@ calc_parser::Step calc_parser::onExpressionEnd(AutomatToken token) {
         case code(AutomatToken::Call):
             arguments_.push_back(top().node);
             pop(1);
-            stack_.push_back({Kind::Arguments, AutomatToken::End, {}, {}});
+            stack_.push_back({Kind::Arguments, AutomatToken::End, {}, {}, top().span});
             return Step::Reduced;
         case code(AutomatToken::DoAfter):
             return token == character(',') ? Step::Shift : Step::Error;
@@ -307,6 +338,8 @@ calc_parser::Step calc_parser::reduceBinary() {
 // A call takes all arguments that are in the collector, also those that its neighbours in an
 // outer call have left there: f(1, g(2)) is f(g(1, 2)).
 calc_parser::Step calc_parser::reduceCall() {
+    if (observer_)
+        observer_->onCall(top(2).text, static_cast<long>(top(2).waiting), top(2).span);
     NameLinkIDs path;
     path.setName(top(2).text.c_str());
     long const last = path.getCount() - 1;
@@ -321,30 +354,37 @@ calc_parser::Step calc_parser::reduceCall() {
     return replaceBy(3, call);
 }
 
-void calc_parser::openState(std::string const & name) {
-    state_ = TRef<D_State>(new D_State(NameLinkID(name.c_str())));
+void calc_parser::openState(Entry const & name) {
+    state_ = TRef<D_State>(new D_State(NameLinkID(name.text.c_str())));
     target_->insertState(state_);
+    if (observer_)
+        observer_->onState(name.text, name.span);
 }
 
 // A method without a state to belong to is dropped with its body.
-void calc_parser::openMethod(std::string const & name) {
-    TRef<D_Method> const method(new D_Method(NameLinkID(name.c_str())));
+void calc_parser::openMethod(Entry const & name) {
+    TRef<D_Method> const method(new D_Method(NameLinkID(name.text.c_str())));
     if (depth_ == 0)
         target_->insertMethod(method);
     else if (state_)
         state_->insertMethod(method);
     else
-        tellError();
+        tellError(AutomatError::MethodOutsideState, name.span);
+    if (observer_)
+        observer_->onMethod(name.text, depth_ == 0, name.span);
     blocks_.push_back({TRef<D_Block>(method.pointer()), 0});
 }
 
-void calc_parser::openCondition(TRef<D_Expression> const & condition) {
+void calc_parser::openCondition(TRef<D_Expression> const & condition, AutomatSpan const & span) {
     TRef<D_Block> const block(new D_Block);
     int const depth = blocks_.empty() ? 0 : blocks_.back().depth + 1;
     if (depth > deepestBlock)
-        tellError();
+        tellError(AutomatError::ConditionTooDeep, span);
     else
-        append(TRef<D_Operator>(new D_Condition(condition, TRef<D_Operator>(block.pointer()))));
+        append(TRef<D_Operator>(new D_Condition(condition, TRef<D_Operator>(block.pointer()))),
+               span);
+    if (observer_)
+        observer_->onCondition(span);
     blocks_.push_back({block, depth});
 }
 
@@ -353,9 +393,11 @@ void calc_parser::closeBlock() {
         blocks_.pop_back();
 }
 
-void calc_parser::append(TRef<D_Operator> const & operation) {
+void calc_parser::append(TRef<D_Operator> const & operation, AutomatSpan const & span) {
+    if (observer_)
+        observer_->onStatement(span);
     if (blocks_.empty())
-        tellError();
+        tellError(AutomatError::OutsideMethod, span);
     else
         blocks_.back().block->insertOperator(operation);
 }

@@ -17,7 +17,8 @@ namespace Tavlin {
 /// Reads tokens and builds the nodes of a definition.
 class ONDREL_API calc_parser {
   public:
-    /// `target` receives what the script holds.
+    /// `target` receives what the script holds. Told are the observer of the lexer, or standard
+    /// error where there is none.
     calc_parser(calc_lexer & lexer, TRef<D_Automat> const & target);
 
     /// 0 when the end of the script was reached; 1 when it was reached in the middle of an error,
@@ -37,8 +38,17 @@ class ONDREL_API calc_parser {
         AutomatToken token = AutomatToken::End;
         TRef<D_Expression> node;
         std::string text;
+        AutomatSpan span;
+        std::size_t waiting = 0; // arguments of others, when a call begins
     };
-    enum class Step { Shift, Reduced, Accept, Error, Abort };
+    enum class Step {
+        Shift,
+        Reduced,
+        Accept,
+        Error,
+        Broken,
+        Abort
+    }; // Broken: an error, told already
     struct OpenBlock {
         TRef<D_Block> block;
         int depth; // conditions since the method
@@ -63,15 +73,17 @@ class ONDREL_API calc_parser {
 
     Step reduceBinary();
     Step reduceCall();
-    void openState(std::string const & name);
-    void openMethod(std::string const & name);
-    void openCondition(TRef<D_Expression> const & condition);
+    void openState(Entry const & name);
+    void openMethod(Entry const & name);
+    void openCondition(TRef<D_Expression> const & condition, AutomatSpan const & span);
     void closeBlock();
-    void append(TRef<D_Operator> const & operation);
-    void tellError();
+    void append(TRef<D_Operator> const & operation, AutomatSpan const & span);
+    void tellError(AutomatError error, AutomatSpan const & span);
+    AutomatSpan spanOf(std::size_t count);
     bool recover(AutomatToken & token);
 
     calc_lexer & lexer_;
+    AutomatObserver * const observer_; // the lexer's
     TRef<D_Automat> target_;
     std::vector<Entry> stack_;
     int depth_ = 0; // of braces

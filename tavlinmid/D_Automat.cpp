@@ -32,9 +32,9 @@ D_Automat::~D_Automat() {
     values_.shut_down();
 }
 
-bool D_Automat::load(char const * path) {
+bool D_Automat::load(char const * path, AutomatObserver * observer) {
     try {
-        calc_lexer lexer(path);
+        calc_lexer lexer(path, observer);
         calc_parser parser(lexer, TRef<D_Automat>(this));
         return parser.parse() == 0;
     } catch (std::bad_alloc const &) {

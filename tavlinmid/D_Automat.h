@@ -10,6 +10,8 @@
 
 namespace Tavlin {
 
+class AutomatObserver;
+
 /// The definition of a script, which all its automata share.
 class ONDREL_API D_Automat : public UniqueObject, public IDispatcher::Info {
     G_DECLARE_CREATABLE(D_Automat)
@@ -20,7 +22,10 @@ class ONDREL_API D_Automat : public UniqueObject, public IDispatcher::Info {
 
     /// Reads a script file and adds what it holds. A missing file and errors that the parser got
     /// past are no failure; false only when the text ends in the middle of an error.
-    bool load(char const * path);
+    bool load(char const * path) { return load(path, nullptr); }
+    /// The same with somebody who looks on, and is told what would go to standard error. May be
+    /// null; must outlive the call.
+    bool load(char const * path, AutomatObserver * observer);
 
     void insertMethod(TRef<D_Method> const & method) { methods_.insert(method); }
     void insertState(TRef<D_State> const & state) { states_.insert(state); }

@@ -270,6 +270,18 @@ void D_Function::dump() {
     Print(")");
 }
 
+namespace {
+
+constinit D_DoAfter::FiredFunction g_fired = nullptr;
+constinit void * g_firedData = nullptr;
+
+} // namespace
+
+void D_DoAfter::SetFiredFunction(FiredFunction function, void * data) {
+    g_fired = function;
+    g_firedData = data;
+}
+
 D_DoAfter::D_DoAfter(D_Expression * delay, D_Operator * action) : delay_(delay), action_(action) {
     adopt(delay);
     adopt(action);
@@ -295,6 +307,8 @@ bool D_DoAfter::check(TRef<Automat> const & automat, DispParams *) {
                   static_cast<std::uint32_t>(delay.asINT());
     if (!elapsed)
         return false;
+    if (g_fired)
+        g_fired(automat, *this, g_firedData);
     if (action_) {
         DispParams nothing(NameLinkID(), nullptr, nullptr, IDispatcher::CallType());
         action_->evaluate(automat, &nothing);

@@ -216,6 +216,10 @@ class ONDREL_API D_DoAfter : public D_Expression {
     bool evaluate(TRef<Automat> const & automat, VariableRef & result) override;
     /// Runs the action if the delay is over, and tells whether it was. `params` is not used.
     bool check(TRef<Automat> const & automat, DispParams * params);
+    /// Who is told of each wait that is over, before its action runs; null tells nobody. One for
+    /// the program, meant for tools.
+    using FiredFunction = void (*)(TRef<Automat> const & automat, D_DoAfter & wait, void * data);
+    static void SetFiredFunction(FiredFunction function, void * data);
     void dump() override;
     void read(ipstream & in) override;
     void write(opstream & out) override;
