@@ -58,7 +58,8 @@ class ONDREL_API AutomatObserver {
     /// nowhere for the first.
     virtual void onFile(File /*result*/, int /*file*/, char const * /*path*/,
                         AutomatSpan const & /*include*/) {}
-    /// `text` as it stands in the script; at the end of a file a line feed that does not.
+    /// `text` as it stands in the script, but every end of a line is a line feed; so is the end of
+    /// a file.
     virtual void onToken(AutomatToken, std::string const & /*text*/, AutomatSpan const &) {}
     /// A character that fits no rule, blanks and tabs apart.
     virtual void onDropped(char, AutomatPlace const &) {}

@@ -1,17 +1,15 @@
 // `run` and `dump`: a script without its host. `run` steps it in an agent of its own and tells what
 // happens; calls that the host would answer are told and have no value. `dump` prints what the
 // library understood.
+#include "Script.h"
 #include "Command.h"
 #include "Terminal.h"
 
-#include "foundation/GFile.h"
-#include "persistence/RedirectionFile.h"
-#include "persistence/fpstream.h"
-#include "platform/FileSystem.h"
 #include "tavlinbase/DispatcherTextIO.h"
 #include "tavlinbase/TavlinSceneObject.h"
 #include "tavlinbase/TavlinTime.h"
 #include "tavlinmid/Automat.h"
+#include "tavlinmid/AutomatLexer.h"
 #include "tavlinmid/D_Automat.h"
 #include "tavlinmid/TavlinAgentManager.h"
 
@@ -21,6 +19,7 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <string>
 #include <thread>
@@ -57,21 +56,43 @@ PlannedEvent plannedEvent(std::string const & text) {
     return {text.substr(0, at), time};
 }
 
-/// Scripts include each other by bare names, from the folder of the first one.
-void findIncludesBeside(std::string const & file) {
-    auto const redirection = new RedirectionFile; // goes to the streams
-    std::string const folder = std::filesystem::absolute(file).parent_path().string();
-    redirection->load_from_string(("*.* = " + folder).c_str(), 0);
-    fpbase::SetRedirectionFile(redirection);
-}
+/// Notes the files of a script, and tells its errors with their places; `lint` explains them.
+class Loading : public AutomatObserver {
+  public:
+    explicit Loading(std::string const & script) : script_(script) {}
 
-TRef<D_Automat> readScript(std::string const & file) {
-    platform::FileStatus status;
-    if (!platform::fileStatus(GFile(file.c_str()).c_str(), status) || status.directory)
-        throw Failure(NotDone, file + " cannot be read");
+    void onFile(File result, int file, char const * path, AutomatSpan const & include) override {
+        if (result == File::Opened)
+            files_[file] = include.begin.file < 0 ? script_ : pathForUser(path, script_);
+        else if (result == File::Refused)
+            complain(include.begin, std::string("include refused: ") + path);
+    }
+    void onError(AutomatError error, AutomatSpan const & span) override {
+        complain(span.begin, error == AutomatError::Syntax ? "syntax error"
+                             : error == AutomatError::EndInError
+                                 ? "the script ends in the middle of an error"
+                                 : "this cannot stand here and is dropped");
+    }
+    std::map<int, std::string> const & files() const { return files_; }
+
+  private:
+    void complain(AutomatPlace const & place, std::string const & words) const {
+        auto const file = files_.find(place.file);
+        std::fprintf(stderr, "%s:%d:%d: %s\n",
+                     file == files_.end() ? script_.c_str() : file->second.c_str(), place.line,
+                     place.column, words.c_str());
+    }
+
+    std::string const script_;
+    std::map<int, std::string> files_;
+};
+
+/// `loading` may know more of it afterwards.
+TRef<D_Automat> readScript(std::string const & file, Loading & loading) {
+    requireFile(file);
     TObjectCreator<D_Automat> creator;
     TRef<D_Automat> const script(static_cast<D_Automat *>(creator));
-    if (!script->load(file.c_str()))
+    if (!script->load(file.c_str(), &loading))
         throw Failure(Damaged, file + " ends in the middle of an error");
     return script;
 }
@@ -122,8 +143,8 @@ class Run {
         scene_ = new SceneObject;
         manager_ = new AgentManager2;
         manager_->start();
-        changed_ = timeOfFile();
-        script_ = readScript(options.file);
+        script_ = read();
+        D_DoAfter::SetFiredFunction(tellFired, nullptr);
         automat_ = script_->createNewAutomat();
         automat_->setInheritedObject(TRef<Object>(new Stranger));
         TObjectCreator<AgentShell> shell;
@@ -131,11 +152,17 @@ class Run {
         agent_->addComponent(TRef<AgentComponent>(automat_.pointer()));
         agent_->start();
     }
-    ~Run() { manager_->stop(); }
+    ~Run() {
+        D_DoAfter::SetFiredFunction(nullptr, nullptr);
+        manager_->stop();
+    }
     Run(Run const &) = delete;
     Run & operator=(Run const &) = delete;
 
     void go() {
+        // Who follows a run as it goes may follow it through a pipe.
+        if (options_.prompt || options_.watch || options_.realtime)
+            std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
         std::unique_ptr<Keyboard> const keyboard(options_.prompt ? new Keyboard : nullptr);
         if (keyboard)
             std::fprintf(stderr, "type events, or quit\n");
@@ -197,21 +224,60 @@ class Run {
         out_ = out;
     }
 
-    std::int64_t timeOfFile() const {
+    static void tellFired(TRef<Automat> const &, D_DoAfter & wait, void *) {
+        std::string text;
+        D_Operator::SetDumpSink(
+            [](char const * piece, void * data) { *static_cast<std::string *>(data) += piece; },
+            &text);
+        wait.dump();
+        D_Operator::SetDumpSink(nullptr, nullptr);
+        tell("after", text);
+    }
+
+    TRef<D_Automat> read() {
+        Loading loading(options_.file);
+        try {
+            TRef<D_Automat> const script = readScript(options_.file, loading);
+            noteTimes(loading);
+            return script;
+        } catch (Failure const &) {
+            noteTimes(loading);
+            throw;
+        }
+    }
+
+    void noteTimes(Loading const & loading) {
+        times_.clear();
+        times_[options_.file] = timeOf(options_.file);
+        for (auto const & [number, file] : loading.files())
+            times_[file] = timeOf(file);
+    }
+
+    /// 0 while there is no such file, as when an editor puts a new one in its place.
+    static std::int64_t timeOf(std::string const & file) {
         std::error_code failed;
-        auto const time = std::filesystem::last_write_time(options_.file, failed);
+        auto const time = std::filesystem::last_write_time(file, failed);
         return failed ? 0 : static_cast<std::int64_t>(time.time_since_epoch().count());
+    }
+
+    bool hasChanged() const {
+        bool changed = false;
+        for (auto const & [file, former] : times_) {
+            std::int64_t const time = timeOf(file);
+            if (time == 0)
+                return false;
+            changed = changed || time != former;
+        }
+        return changed;
     }
 
     /// Takes a changed script over; variables of the same name and kind keep their values.
     void reload() {
-        std::int64_t const time = timeOfFile();
-        if (time == changed_ || time == 0)
+        if (!hasChanged())
             return;
-        changed_ = time;
         TRef<D_Automat> script;
         try {
-            script = readScript(options_.file);
+            script = read();
         } catch (Failure const & failure) {
             tell("file", failure.what());
             return;
@@ -246,13 +312,14 @@ class Run {
     TRef<AgentShell> agent_;
     std::string state_, out_;
     std::vector<std::string> values_;
-    std::int64_t changed_ = 0;
+    std::map<std::string, std::int64_t> times_; // of the script's files
     bool ended_ = false;
 };
 
 void dump(Options const & options) {
     findIncludesBeside(options.file);
-    TRef<D_Automat> const script = readScript(options.file);
+    Loading loading(options.file);
+    TRef<D_Automat> const script = readScript(options.file, loading);
     D_Operator::SetDumpSink([](char const * text, void *) { std::fputs(text, stdout); }, nullptr);
     script->dump();
     D_Operator::SetDumpSink(nullptr, nullptr);
@@ -270,10 +337,12 @@ void addScript(CLI::App & program) {
     run->add_option("--dt", options->dt, "Seconds of game time in a step (0.1)")
         ->check(CLI::Range(0.0, 3600.0));
     run->add_option("--event", options->events,
-                    "Send an event at a time, NAME@SECONDS; may be given several times");
+                    "Send an event at a time, NAME@SECONDS; may be given several times")
+        ->allow_extra_args(false);
     run->add_flag("--realtime", options->realtime, "Take as long as the game would");
-    run->add_flag("--watch", options->watch,
-                  "Read the script again when its file changes; variables keep their values");
+    run->add_flag(
+        "--watch", options->watch,
+        "Read the script again when one of its files changes; variables keep their values");
     run->add_flag("--prompt", options->prompt, "Send the events that are typed, a line each");
     run->callback([options] {
         findIncludesBeside(options->file);

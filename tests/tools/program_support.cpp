@@ -4,6 +4,7 @@
 #include <csignal>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <pty.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
@@ -68,6 +69,43 @@ Outcome runProgram(TemporaryDirectory const & directory, std::vector<std::string
     }
     run.out = channels.content("out");
     run.err = channels.content("err");
+    return run;
+}
+
+Outcome talk(TemporaryDirectory const & directory, std::vector<std::string> const & arguments,
+             std::vector<Turn> const & turns) {
+    Outcome run;
+    int ears[2], mouth[2];
+    if (pipe2(ears, O_CLOEXEC) != 0 || pipe2(mouth, O_CLOEXEC) != 0)
+        return run;
+    Descriptor const heard(ears[0]), speech(mouth[1]);
+    pid_t child = -1;
+    {
+        Descriptor const out(ears[1]), in(mouth[0]), nothing(open("/dev/null", O_RDWR | O_CLOEXEC));
+        child = start(directory, arguments, in, out, nothing);
+    }
+    std::size_t known = 0;
+    for (Turn const & turn : turns) {
+        std::size_t found;
+        while ((found = run.out.find(turn.wanted, known)) == std::string::npos) {
+            char piece[4096];
+            pollfd ready{heard, POLLIN, 0};
+            ssize_t const got = poll(&ready, 1, 60000) > 0 ? read(heard, piece, sizeof piece) : -1;
+            if (got <= 0) {
+                kill(child, SIGKILL);
+                run.status = waitFor(child);
+                return run;
+            }
+            run.out.append(piece, static_cast<std::size_t>(got));
+        }
+        known = found + turn.wanted.size();
+        if (turn.act)
+            turn.act();
+        std::string const line = turn.answer + '\n';
+        if (write(speech, line.data(), line.size()) != static_cast<ssize_t>(line.size()))
+            break;
+    }
+    run.status = waitFor(child);
     return run;
 }
 

@@ -3,6 +3,7 @@
 
 #include "tests/TemporaryDirectory.h"
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,17 @@ struct Outcome {
 /// Runs the program in `directory` and waits for its end; `input` is its standard input.
 Outcome runProgram(TemporaryDirectory const & directory, std::vector<std::string> const & arguments,
                    std::string const & input = "");
+
+/// Runs the program and answers what it says: each turn waits for a text in its output, behind the
+/// one before, then acts, then writes a line to its standard input. Ended when a text does not come
+/// within a minute.
+struct Turn {
+    std::string wanted;
+    std::function<void()> act;
+    std::string answer;
+};
+Outcome talk(TemporaryDirectory const & directory, std::vector<std::string> const & arguments,
+             std::vector<Turn> const & turns);
 
 /// False where the system has no pseudo-terminals to give, as in a bare container.
 bool terminalsExist();

@@ -46,11 +46,43 @@ TEST(RunScript, TakesEventsFromThePromptUntilToldToQuit) {
     EXPECT_NE(done.out.find("call   Unknown()"), std::string::npos);
 }
 
+TEST(RunScript, TellsWaitsThatAreOver) {
+    TemporaryDirectory const folder;
+    folder.put("lamp.aut", "Method Start\n{\ndoAfter(0.5, Ring())\n}\n");
+    Outcome const done = run(folder, {"--steps", "3", "--dt", "0.25"});
+    EXPECT_EQ(done.out, "    0.000  state  none\n"
+                        "    0.500  after  do call Ring to () after 0.5\n"
+                        "    0.500  call   Ring()\n");
+}
+
+TEST(RunScript, ReadsAChangedIncludeAgainAndKeepsValues) {
+    TemporaryDirectory const folder;
+    folder.put("lamp.aut", lamp);
+    folder.put("more.inc", "count := 7\n");
+    auto const change = [&] {
+        folder.put("more.inc", "count := 1\nextra := 5\n");
+        // A file system may keep time in steps as long as this test.
+        std::filesystem::path const file = folder.path() / "more.inc";
+        std::filesystem::last_write_time(file, std::filesystem::last_write_time(file) +
+                                                   std::chrono::seconds(2));
+    };
+    Outcome const done =
+        talk(folder, {"run", "lamp.aut", "--watch", "--prompt", "--steps", "2000000000"},
+             {{"count = 7", {}, "Switch"}, {"count = 8", change, ""}, {"extra = 5", {}, "quit"}});
+    EXPECT_EQ(done.status, 0);
+    std::size_t const again = done.out.find("the script has changed and is read again");
+    ASSERT_NE(again, std::string::npos) << done.out;
+    EXPECT_EQ(done.out.find("count = 1\n", again), std::string::npos);
+    EXPECT_NE(done.out.find("lit = 1\n", again), std::string::npos);
+}
+
 TEST(RunScript, RefusesWhatItCannotReadOrUnderstand) {
     TemporaryDirectory const folder;
     EXPECT_EQ(run(folder, {}).status, 3);
     folder.put("lamp.aut", "State A B // swallows the last line end");
-    EXPECT_EQ(run(folder, {"--steps", "1"}).status, 2);
+    Outcome const bad = run(folder, {"--steps", "1"});
+    EXPECT_EQ(bad.status, 2);
+    EXPECT_EQ(bad.err.find("lamp.aut:1:9: syntax error\n"), 0u) << bad.err;
     for (char const * const event : {"Switch", "@1", "Switch@", "Switch@soon", "Switch@-1"})
         EXPECT_EQ(run(folder, {"--event", event}).status, 64) << event;
 }
