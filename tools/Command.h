@@ -13,8 +13,9 @@ namespace tool {
 
 enum ExitStatus {
     Done = 0,
-    /// `pack check` alone: sound, but parts of the file are in no use.
-    DeadSpace = 1,
+    /// Sound, but there is something to look at: `pack check` found parts of the file in no use,
+    /// `lint` has warnings.
+    Remarks = 1,
     /// What was read is damaged.
     Damaged = 2,
     /// Something is missing, in the way or not permitted; nothing has changed.
@@ -39,6 +40,7 @@ void addDeflate(CLI::App & program);
 /// `status` gets the exit status of a command that went on past a file it could not read.
 void addImage(CLI::App & program, int & status);
 void addIni(CLI::App & program);
+void addLint(CLI::App & program, int & status);
 /// `status` gets the exit status of a command that ends in another than 0 without a message.
 void addPack(CLI::App & program, int & status);
 /// `run` and `dump`.

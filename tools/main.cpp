@@ -12,8 +12,8 @@
 namespace {
 
 char const * const footer =
-    "Exit statuses: 0 done, 1 a checked file is sound but has dead space, 2 what was read is\n"
-    "damaged, 3 not done, 64 wrong usage, 130 broken off.";
+    "Exit statuses: 0 done, 1 sound but with something to look at (dead space, warnings), 2 what\n"
+    "was read is damaged, 3 not done, 64 wrong usage, 130 broken off.";
 
 } // namespace
 
@@ -28,6 +28,7 @@ int main(int argc, char ** argv) {
     addDeflate(program);
     addImage(program, status);
     addIni(program);
+    addLint(program, status);
     addPack(program, status);
     addScript(program);
     addTrace(program);

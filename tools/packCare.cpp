@@ -31,7 +31,7 @@ struct Findings {
     /// Those of them behind the end, as a writing leaves them that was broken off.
     std::int64_t behind = 0;
 
-    ExitStatus status() const { return !damages.empty() ? Damaged : dead > 0 ? DeadSpace : Done; }
+    ExitStatus status() const { return !damages.empty() ? Damaged : dead > 0 ? Remarks : Done; }
 };
 
 /// What the blocks, the directory and the header do not cover, and blocks that cover one another.

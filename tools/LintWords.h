@@ -1,0 +1,22 @@
+// The words of the linter's messages that more than one of them needs.
+#pragma once
+
+#include "tavlinmid/AutomatObserver.h"
+
+#include <set>
+#include <string>
+
+namespace tool {
+
+std::string quoted(std::string const & text);
+/// A byte that is no plain character is described.
+std::string quoted(char c);
+std::string lineOf(Tavlin::AutomatPlace const & place);
+/// " (did you mean `x`?)" for the nearest of some names, when one is near.
+std::string suggestion(std::string const & name, std::set<std::string> const & names);
+/// What is said to who uses a word that other languages have; null for any other word.
+char const * foreignWord(std::string const & word);
+/// A character that other languages have operators of.
+bool isForeignOperator(char c);
+
+} // namespace tool
