@@ -1,13 +1,16 @@
-// Keeps documents true: what they quote must stand in the file that they name, and what they say a
-// program prints must be what it prints.
+// Keeps documents true: what they quote must stand in the file that they name, what they say a
+// program prints must be what it prints, and a test that they name must exist.
 //
 // A block of code quotes a file when the last line above it ends with the file's path between
 // backquotes and a colon. It tells the output of a program when that line ends with the program's
-// name between backquotes and " prints:".
+// name between backquotes and " prints:". A test is named by its suite and its name with a point
+// between them, all of it between backquotes.
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -122,6 +125,33 @@ int checkOutput(std::string const & document, std::string const & name,
     return 1;
 }
 
+std::string sourcesBelow(std::string const & folder) {
+    std::string sources;
+    for (auto const & entry : std::filesystem::recursive_directory_iterator(folder))
+        if (entry.path().extension() == ".cpp")
+            sources += readFile(entry.path().string());
+    return sources;
+}
+
+int checkTests(std::string const & folder, std::string const & path) {
+    std::string const sources = sourcesBelow(folder);
+    std::string const document = readFile(path);
+    std::regex const name("`([A-Za-z_0-9]+)\\.([A-Z][A-Za-z0-9]+)`");
+    int tests = 0, missing = 0;
+    for (std::sregex_iterator i(document.begin(), document.end(), name), end; i != end; ++i) {
+        ++tests;
+        std::string const suite = (*i)[1], test = (*i)[2];
+        if (sources.find("(" + suite + ", " + test + ")") != std::string::npos)
+            continue;
+        std::fprintf(stderr, "%s: there is no test %s.%s\n", path.c_str(), suite.c_str(),
+                     test.c_str());
+        ++missing;
+    }
+    if (tests == 0)
+        std::fprintf(stderr, "%s: names no tests\n", path.c_str());
+    return missing > 0 || tests == 0;
+}
+
 } // namespace
 
 int main(int argc, char ** argv) {
@@ -129,10 +159,13 @@ int main(int argc, char ** argv) {
         return checkQuotations(argv[2], argv[3], false);
     if (argc == 4 && std::strcmp(argv[1], "all-quotations") == 0)
         return checkQuotations(argv[2], argv[3], true);
+    if (argc == 4 && std::strcmp(argv[1], "tests") == 0)
+        return checkTests(argv[2], argv[3]);
     if (argc == 5 && std::strcmp(argv[1], "output") == 0)
         return checkOutput(argv[2], argv[3], argv[4]);
     std::fputs("check_guide quotations|all-quotations ROOT DOCUMENT\n"
-               "check_guide output DOCUMENT NAME PROGRAM\n",
+               "check_guide output DOCUMENT NAME PROGRAM\n"
+               "check_guide tests FOLDER DOCUMENT\n",
                stderr);
     return 2;
 }
