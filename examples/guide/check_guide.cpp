@@ -1,10 +1,10 @@
 // Keeps documents true: what they quote must stand in the file that they name, what they say a
 // program prints must be what it prints, and a test that they name must exist.
 //
-// A block of code quotes a file when the last line above it ends with the file's path between
-// backquotes and a colon. It tells the output of a program when that line ends with the program's
-// name between backquotes and " prints:". A test is named by its suite and its name with a point
-// between them, all of it between backquotes.
+// A block of code quotes a file when the last line above it is the file's path between backquotes
+// and a colon. It tells the output of a program when that line is the program's name between
+// backquotes and " prints:". A test is named by its suite and its name with a point between them,
+// all of it between backquotes.
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -58,14 +58,12 @@ bool endsWith(std::string const & text, std::string const & end) {
            text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
-/// What stands between backquotes at the end of `caption`, in front of `end`; empty if nothing
-/// does.
+/// What stands between backquotes when they and `end` are all of `caption`; else empty.
 std::string quotedBefore(std::string const & caption, std::string const & end) {
-    if (!endsWith(caption, "`" + end))
+    if (caption.empty() || caption[0] != '`' || !endsWith(caption, "`" + end))
         return "";
-    std::size_t const close = caption.size() - end.size() - 1;
-    std::size_t const open = close == 0 ? std::string::npos : caption.rfind('`', close - 1);
-    return open == std::string::npos ? "" : caption.substr(open + 1, close - open - 1);
+    std::size_t const length = caption.size() - end.size() - 1;
+    return length == 0 ? "" : caption.substr(1, length - 1);
 }
 
 /// Whole lines only: a quotation must not begin or end within one.
