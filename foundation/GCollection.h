@@ -94,6 +94,8 @@ class ONDREL_API GCollection : public GStreamable {
     }
 
   protected:
+    /// What the operations of those names come down to, for classes that watch or order their
+    /// items.
     virtual long v_index_of(void const * item) const;
     virtual void v_at_insert(long index, void * item);
     virtual void v_at_put(long index, void * item);
@@ -129,6 +131,7 @@ class TGCollection : public GCollection {
     constexpr explicit TGCollection(Borrowing borrowing) : GCollection(borrowing) {}
     ~TGCollection() override { TGCollection::shut_down(); }
 
+    /// The operations of GCollection with the type.
     T * at(long index) const { return static_cast<T *>(GCollection::at(index)); }
     T * operator[](long index) const { return at(index); }
     void at_put(long index, T * item) { GCollection::at_put(index, item); }

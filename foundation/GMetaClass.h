@@ -14,6 +14,7 @@ class GClassDictionary;
 /// The description of one class: its name, its bases, how it is built and destroyed.
 class ONDREL_API GMetaClass {
   public:
+    /// Makes an object with `new`, and ends one that was made so.
     using Builder = GRTTIObject * (*)();
     using Destroyer = void (*)(GRTTIObject *);
 

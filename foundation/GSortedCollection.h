@@ -53,6 +53,7 @@ class TGSortedCollection : public GSortedCollection {
     explicit TGSortedCollection(StreamableInit init) : GSortedCollection(init) {}
     ~TGSortedCollection() override { TGSortedCollection::shut_down(); }
 
+    /// The operations of the base with the type.
     T * at(long index) const { return static_cast<T *>(GCollection::at(index)); }
     T * operator[](long index) const { return at(index); }
     void at_put(long index, T * item) { GCollection::at_put(index, item); }

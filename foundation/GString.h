@@ -43,6 +43,7 @@ class ONDREL_API GString {
     GString & operator=(GString && other) noexcept;
     GString & operator=(char const * s);
     GString & operator=(char c);
+    /// The first `n` bytes of `s`, which may lie in this very string; empty when `s` is null.
     void assign(char const * s, unsigned int n);
     void empty();
     void Empty() { empty(); }
@@ -66,6 +67,7 @@ class ONDREL_API GString {
     GString operator+(char c) const;
     GString operator*(unsigned int n) const;
 
+    /// Cuts, or lengthens by `fill`.
     void setLength(unsigned int n, char fill = ' ');
     /// Only when the string is shorter.
     void expandTo(unsigned int n, char fill = ' ');
@@ -97,6 +99,8 @@ class ONDREL_API GString {
     void detab(unsigned int tab);
     unsigned int char_count(char c) const;
 
+    /// Take away from the left end, the right end or both, as long as they stand there: the
+    /// character, any of `set` (null takes none), or what `drop` says yes to.
     void ltrim(char c = ' ');
     void rtrim(char c = ' ');
     void trim(char c = ' ');
@@ -107,6 +111,7 @@ class ONDREL_API GString {
     void rtrim(bool (*drop)(char));
     void trim(bool (*drop)(char));
 
+    /// By the locale of the C library, byte by byte; the static forms in place, null is tolerated.
     void toLower() { changeCase(ToLower); }
     void toUpper() { changeCase(ToUpper); }
     static void ToLower(char * s);
@@ -115,6 +120,8 @@ class ONDREL_API GString {
     /// counts as empty.
     static int UCcompare(char const * a, char const * b);
 
+    /// Parts as texts of their own: to the end, or `count` characters. What reaches past the end is
+    /// cut, and a part that begins there is empty.
     GString substr(unsigned int from) const;
     GString substr(unsigned int from, unsigned int count) const;
     GString operator()(unsigned int from) const { return substr(from); }

@@ -28,6 +28,8 @@ class ONDREL_API GPalette : public GStreamable, public AbstractImage {
     explicit GPalette(StreamableInit);
     ~GPalette() override;
 
+    /// Makes `count` slots from `first` the window, with these colours, which may be its own; what
+    /// would reach past slot 255 is cut, and all other slots become black.
     void set(RGB_Color const * colors, int count, int first = 0);
     void set(PALETTEENTRY const * colors, int count, int first = 0);
     void set(GPalette const & other);

@@ -7,6 +7,8 @@
 class ONDREL_API GIO {
   public:
     enum IOOpenMode { ReadMode = 1, WriteMode = 2, ReadWriteMode = 3 };
+    /// What went wrong last: a read that found the end, a write that was cut short, bytes that are
+    /// no data of this device, no device below, a write that failed.
     enum IOErrors {
         NoError = 0,
         EndOfFile = 1,

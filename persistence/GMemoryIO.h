@@ -12,8 +12,10 @@ class ONDREL_API GMemoryIO : public GIO {
     GMemoryIO(void * block, long size, IOOpenMode mode);
     ~GMemoryIO() override;
 
+    /// As the constructors, in place of what was open.
     void open(long capacity);
     void open(void * block, long size, IOOpenMode mode);
+    /// Gives an own block back; empty afterwards.
     void close();
 
     /// -1, with the position unchanged, for a place outside the content.

@@ -77,11 +77,17 @@ class ONDREL_API ResourceFile : public GStreamable {
     GString const & get_current_type() const { return current_.type; }
 
     // Directories, from the root.
+
     bool directory_exists(GResourcePath const & path) const;
+    /// With all that are missing on the way; true also when it is there already, false when it would
+    /// stand deeper than ResourceFileServer::maxDepth.
     bool create_directory(GResourcePath const & path);
+    /// With all that is in it; false when there is none.
     bool remove_directory(GResourcePath const & path);
+    /// Moves it with all that is in it; what has the new path already is removed. False when there
+    /// is none, or it would go into itself or too deep.
     bool rename_directory(GResourcePath const & from, GResourcePath const & to);
-    // From the current directory.
+    /// The same from the current directory.
     bool create_subdirectory(GResourcePath const & path);
     bool remove_subdirectory(GResourcePath const & path);
     /// All resources in and below a directory. Directories without any are left out.

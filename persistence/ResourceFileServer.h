@@ -44,6 +44,7 @@ class ONDREL_API ResourceFileServer {
     long end_position() const { return endPosition_; }
 
     // As in ResourceFile, all with full names.
+    /// The operations of the handles of those names; ResourceFile says what they do.
     bool flush();
     bool pack();
     bool directory_exists(GResourcePath const & path) const;

@@ -31,6 +31,7 @@ class GStreamable;
 /// What all object streams have: a device, a state, and an order of bytes.
 class ONDREL_API pstream {
   public:
+    /// The order of bytes: little-endian on every platform, or the reverse of that.
     enum EndianType { NativeEndian = 0, SwappedEndian = 1 };
     /// Bits of the state.
     enum StateBits { EofBit = 1, ReadFailedBit = 2, WriteFailedBit = 4 };
@@ -42,6 +43,7 @@ class ONDREL_API pstream {
     virtual ~pstream();
 
     int rdstate() const { return state_; }
+    /// Single bits: nothing at all, the end was met, a read failed, a write failed.
     bool good() const { return state_ == 0; }
     bool eof() const { return (state_ & EofBit) != 0; }
     bool fail() const { return (state_ & ReadFailedBit) != 0; }

@@ -18,6 +18,7 @@ class ONDREL_API ISetModifyActivator : public virtual AUnknown {
     /// On which the activators hang.
     virtual Notifyer & getNotifyer() = 0;
 
+    /// Has the activator act when this fires; it is not held. Neither may be null.
     void addActivator(ModifyActivator * activator);
     void removeActivator(ModifyActivator * activator);
 };

@@ -135,6 +135,8 @@ class ONDREL_API Timer : public Thread {
     /// Calls `done`, except on the timer's own thread.
     ~Timer() override;
 
+    /// From 0 to 2147483 seconds, in whole milliseconds; what is less or no number is 0. The
+    /// function is called on the thread of the timer.
     void start(float seconds, Function function, void * argument);
     /// Forgets what `start` was told. A delay that runs ends without a call.
     void reset();

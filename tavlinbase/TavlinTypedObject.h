@@ -21,10 +21,12 @@ namespace Tavlin {
 class ONDREL_API NamedMember : public virtual RefCounter {
     G_DECLARE_CLASS(NamedMember)
   public:
+    /// A static of the class, which names all its objects that have no name of their own.
     virtual NamedTypeInfo const * getNamedTypeInfo() const = 0;
 
     void setMemberName(char const * name);
     void setMemberNameID(NameLinkID name) { memberNameID_ = name; }
+    /// The own name, or that of the type.
     NameLinkID getMemberNameID() const;
 
     void read(ipstream & in) override;
@@ -152,6 +154,7 @@ class TypedObjectNode;
 class ONDREL_API TypedObjectLeaf : public NamedMember, public NameLinkResolver {
     G_DECLARE_CLASS(TypedObjectLeaf)
   public:
+    /// What a path leads to, null when that is no node or leaf.
     TRef<TypedObjectNode> resolveNode(char const * path);
     TypedObjectLeaf * resolveLeaf(char const * path);
 
@@ -167,6 +170,7 @@ class ONDREL_API TypedObjectNode : public Object,
                                    public IDispatcherImpl {
     G_DECLARE_CLASS(TypedObjectNode)
   public:
+    /// The first child of that name; null when there is none.
     virtual TRef<TypedObjectNode> findMemberNode(NameLinkID name);
     virtual TypedObjectLeaf * findMemberLeaf(NameLinkID name);
     /// A class shows its children by these four; there are none by default.

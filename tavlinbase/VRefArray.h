@@ -24,6 +24,7 @@ class ONDREL_API IVRefArray : public virtual AUnknown {
 class ONDREL_API IWritableVRefArray : public IVRefArray {
     G_DECLARE_CLASS(IWritableVRefArray)
   public:
+    /// What an index out of range does is up to the class; IWritableVRefArrayImpl ignores it.
     virtual void atRemove(int index) = 0;
     virtual void atInsert(int index, VariableRef value) = 0;
     /// Writes the value of element `index`.

@@ -16,6 +16,8 @@ class ONDREL_API AgentInventory : public AgentComponent {
 
     AgentInventory() = default;
 
+    /// Adds a slot at the end, which the inventory holds; its member name is the one by which it is
+    /// found.
     void addSlot(TRef<InventorySlot> const & slot);
     /// Nothing when it is not there.
     void removeSlot(TRef<InventorySlot> const & slot);

@@ -63,6 +63,9 @@ class ONDREL_API AgentShell : public TypedObjectNode, public IDynamicDataReadWri
     int compare(Object const & other) const override;
     bool needToCompare() const override { return false; }
 
+    /// Adds a component, which the agent holds from then on: at its own priority (0.5 at first), or
+    /// at the one that it gets here, and under a name. Its links are resolved with those of the
+    /// agent. Not while the agent is stepped: another component might be stepped twice.
     void addComponent(TRef<AgentComponent> const & component);
     void addComponent(TRef<AgentComponent> const & component, float priority);
     void addComponent(TRef<AgentComponent> const & component, NameLinkID name, float priority);

@@ -38,6 +38,7 @@ class ONDREL_API Automat : public AgentComponent {
     bool setNowState(NameLinkID name);
     TRef<D_State> getNowState() const { return nowState_; }
 
+    /// Notes an event for the host to look at; nothing is called, and the notes are not saved.
     void storeOutEvent(NameLinkID event) { outEvents_.insert(event); }
     /// The out events since the automat was made, oldest first, with blanks between them.
     GString getLastOutEvents() const;

@@ -61,6 +61,7 @@ class ONDREL_API AgentManager2 : public Object, public IDispatcherImpl {
     float getLastTime() const { return lastTime_; }
 
     bool invoke(DispParams * params) override;
+    /// The event "sysUnloadStatic", for which nothing is to be done here; it goes on to the agents.
     void onSysUnloadStatic(VariableRef * result, VRefVector * args);
 
     int compare(Object const & other) const override;

@@ -11,6 +11,7 @@ namespace Tavlin {
 class ONDREL_API ObjectModifier : public Object {
     G_DECLARE_CLASS(ObjectModifier)
   public:
+    /// Whether a call of apply, or of undo, makes sense now.
     virtual bool canApply(TRef<Object> const & object) = 0;
     virtual bool canUndo(TRef<Object> const & object) = 0;
     /// Both go ahead without asking whether they can; false when that failed.
@@ -27,6 +28,7 @@ class ONDREL_API ObjectModifier : public Object {
   protected:
     ObjectModifier() = default;
 
+    /// The change and its reverse; false when it could not be made.
     virtual bool v_apply(TRef<Object> const & object) = 0;
     virtual bool v_undo(TRef<Object> const & object) = 0;
 };
