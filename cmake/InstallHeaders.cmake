@@ -1,16 +1,7 @@
-# Installs ondrel.h and every header that it leads to; all others are the library's own. The headers
-# name each other from the root of the tree, so the installed ones keep their folders.
-set(wanted ondrel.h)
-set(headers)
-while(wanted)
-  list(POP_FRONT wanted header)
-  list(APPEND headers ${header})
-  file(STRINGS ${source}/${header} includes REGEX "^ *# *include +\"")
-  list(TRANSFORM includes REPLACE "^[^\"]*\"([^\"]+)\".*" "\\1")
-  list(APPEND wanted ${includes})
-  list(REMOVE_DUPLICATES wanted)
-  list(REMOVE_ITEM wanted ${headers})
-endwhile()
+# Installs the public headers. They name each other from the root of the tree, so the installed ones
+# keep their folders.
+include(${source}/cmake/PublicHeaders.cmake)
+ondrel_public_headers(${source} headers)
 if(NOT IS_ABSOLUTE "${to}")
   string(PREPEND to "${CMAKE_INSTALL_PREFIX}/")
 endif()

@@ -5,19 +5,8 @@
 cmake_policy(VERSION 3.25)
 
 # The public headers are those that a host gets with ondrel.h.
-set(headers ondrel.h)
-set(waiting ondrel.h)
-while(waiting)
-  list(POP_FRONT waiting header)
-  file(STRINGS ${ROOT}/${header} lines REGEX "^#include \"")
-  foreach(line IN LISTS lines)
-    string(REGEX REPLACE "^#include \"([^\"]+)\".*" "\\1" included "${line}")
-    if(NOT included IN_LIST headers)
-      list(APPEND headers ${included})
-      list(APPEND waiting ${included})
-    endif()
-  endforeach()
-endwhile()
+include(${ROOT}/cmake/PublicHeaders.cmake)
+ondrel_public_headers(${ROOT} headers)
 file(GLOB pages RELATIVE ${ROOT} ${ROOT}/docs/*.md)
 
 file(MAKE_DIRECTORY ${OUTPUT})

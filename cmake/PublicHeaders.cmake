@@ -1,0 +1,16 @@
+# ondrel_public_headers(ROOT OUT): ondrel.h and every header that it leads to, from the root of the
+# sources; all others are the library's own.
+function(ondrel_public_headers root out)
+  set(waiting ondrel.h)
+  set(headers)
+  while(waiting)
+    list(POP_FRONT waiting header)
+    list(APPEND headers ${header})
+    file(STRINGS ${root}/${header} included REGEX "^ *# *include +\"")
+    list(TRANSFORM included REPLACE "^[^\"]*\"([^\"]+)\".*" "\\1")
+    list(APPEND waiting ${included})
+    list(REMOVE_DUPLICATES waiting)
+    list(REMOVE_ITEM waiting ${headers})
+  endwhile()
+  set(${out} ${headers} PARENT_SCOPE)
+endfunction()
