@@ -45,6 +45,8 @@ void addLint(CLI::App & program, int & status);
 void addPack(CLI::App & program, int & status);
 /// `run` and `dump`.
 void addScript(CLI::App & program);
+/// `status` gets Damaged when what was shown has breaks.
+void addStream(CLI::App & program, int & status);
 void addTrace(CLI::App & program);
 
 } // namespace tool

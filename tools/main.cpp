@@ -31,6 +31,7 @@ int main(int argc, char ** argv) {
     addLint(program, status);
     addPack(program, status);
     addScript(program);
+    addStream(program, status);
     addTrace(program);
     catchInterruptions();
     try {
