@@ -48,5 +48,6 @@ void addScript(CLI::App & program);
 /// `status` gets Damaged when what was shown has breaks.
 void addStream(CLI::App & program, int & status);
 void addTrace(CLI::App & program);
+void addWorld(CLI::App & program, int & status);
 
 } // namespace tool

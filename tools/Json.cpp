@@ -47,6 +47,12 @@ Json & Json::value(bool truth) {
     return *this;
 }
 
+Json & Json::number(std::string_view text) {
+    separate();
+    text_ += text;
+    return *this;
+}
+
 Json & Json::null() {
     separate();
     text_ += "null";

@@ -25,6 +25,8 @@ class Json {
     Json & value(char const * text) { return value(std::string_view(text)); }
     Json & value(std::int64_t number);
     Json & value(bool truth);
+    /// A number that is given as JSON writes it.
+    Json & number(std::string_view text);
     Json & null();
     template <typename Value>
     Json & member(std::string_view name, Value const & content) {

@@ -33,6 +33,7 @@ int main(int argc, char ** argv) {
     addScript(program);
     addStream(program, status);
     addTrace(program);
+    addWorld(program, status);
     catchInterruptions();
     try {
         program.parse(argc, argv);

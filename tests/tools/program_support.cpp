@@ -13,10 +13,11 @@
 namespace {
 
 /// Only what is safe behind a fork.
-[[noreturn]] void become(char const * directory, char ** arguments, int in, int out, int err) {
+[[noreturn]] void become(char const * program, char const * directory, char ** arguments, int in,
+                         int out, int err) {
     if (chdir(directory) != 0 || dup2(in, 0) < 0 || dup2(out, 1) < 0 || dup2(err, 2) < 0)
         _exit(126);
-    execv(ONDREL_TOOL, arguments);
+    execv(program, arguments);
     _exit(127);
 }
 
@@ -33,7 +34,7 @@ class Descriptor {
 };
 
 pid_t start(TemporaryDirectory const & directory, std::vector<std::string> arguments, int in,
-            int out, int err) {
+            int out, int err, char const * program = ONDREL_TOOL) {
     std::vector<char *> pointers = {const_cast<char *>("ondrel")};
     for (std::string & argument : arguments)
         pointers.push_back(argument.data());
@@ -41,7 +42,7 @@ pid_t start(TemporaryDirectory const & directory, std::vector<std::string> argum
     std::string const name = directory.name();
     pid_t const child = fork();
     if (child == 0)
-        become(name.c_str(), pointers.data(), in, out, err);
+        become(program, name.c_str(), pointers.data(), in, out, err);
     return child;
 }
 
@@ -59,13 +60,14 @@ int create(std::string const & name) {
 } // namespace
 
 Outcome runProgram(TemporaryDirectory const & directory, std::vector<std::string> const & arguments,
-                   std::string const & input) {
+                   std::string const & input, char const * other) {
     TemporaryDirectory channels;
     Outcome run;
     {
         Descriptor const in(open(channels.put("in", input).c_str(), O_RDONLY | O_CLOEXEC));
         Descriptor const out(create(channels.name("out"))), err(create(channels.name("err")));
-        run.status = waitFor(start(directory, arguments, in, out, err));
+        run.status =
+            waitFor(start(directory, arguments, in, out, err, other ? other : ONDREL_TOOL));
     }
     run.out = channels.content("out");
     run.err = channels.content("err");

@@ -12,9 +12,10 @@ struct Outcome {
     std::string out, err;
 };
 
-/// Runs the program in `directory` and waits for its end; `input` is its standard input.
+/// Runs the program in `directory` and waits for its end; `input` is its standard input. `other`
+/// is another program to run.
 Outcome runProgram(TemporaryDirectory const & directory, std::vector<std::string> const & arguments,
-                   std::string const & input = "");
+                   std::string const & input = "", char const * other = nullptr);
 
 /// Runs the program and answers what it says: each turn waits for a text in its output, behind the
 /// one before, then acts, then writes a line to its standard input. Ended when a text does not come
