@@ -79,8 +79,8 @@ class ONDREL_API ResourceFile : public GStreamable {
     // Directories, from the root.
 
     bool directory_exists(GResourcePath const & path) const;
-    /// With all that are missing on the way; true also when it is there already, false when it would
-    /// stand deeper than ResourceFileServer::maxDepth.
+    /// With all that are missing on the way; true also when it is there already, false when it
+    /// would stand deeper than ResourceFileServer::maxDepth.
     bool create_directory(GResourcePath const & path);
     /// With all that is in it; false when there is none.
     bool remove_directory(GResourcePath const & path);
