@@ -244,12 +244,14 @@ void Object::read(ipstream & in) {
 }
 
 // In a damaged stream an interface may be named by several objects, or by one several times; it is
-// the first one's, once.
+// the first one's, once. One that is part of another object lives and ends with that.
 void Object::takeLoaded(AUnknown * iface) {
     if (isOwnPart(iface)) {
         iface->object_ = this;
         return;
     }
+    if (gcast_cached<Object>(iface))
+        return;
     if (iface->listed_) {
         if (iface->object_ != this)
             return;

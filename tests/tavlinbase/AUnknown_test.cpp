@@ -204,6 +204,21 @@ TEST_F(AUnknownTest, DamagedStreamGivesAnInterfaceOneOwner) {
     EXPECT_EQ(labels(), 0);
 }
 
+// An object that is an interface by its class ends by itself, whoever lists it.
+TEST_F(AUnknownTest, DamagedStreamGivesAnObjectNoOtherObjectAsAnInterface) {
+    Bytes bytes;
+    bytes.byte(2).open("test::Thing").byte(2).dword(1);
+    bytes.byte(2).open("test::Speaker").byte(2).dword(0).byte(1).byte(0).dword(7).close().close();
+    bytes.byte(1).word(2);
+    Input in(bytes.str());
+    FinalReleasePause const pause;
+    TRef<Object> thing(in->readPointer<Object>());
+    TRef<Object> const speaker(in->readPointer<Object>());
+    ASSERT_TRUE(thing && speaker);
+    EXPECT_FALSE(thing->queryInterface(&ILabel::metaclass_));
+    EXPECT_TRUE(speaker->queryInterface(&ILabel::metaclass_));
+}
+
 // The interface claims an object that does not list it; it must not outlive that object unknown.
 TEST_F(AUnknownTest, InterfaceThatClaimsAnObjectGoesWithIt) {
     Bytes bytes;
