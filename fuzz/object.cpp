@@ -9,6 +9,8 @@
 using namespace Tavlin;
 
 int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t size) {
+    static TRef<SceneObject> const scene(new SceneObject);
+    static TRef<AgentManager2> const manager(new AgentManager2);
     std::vector<std::uint8_t> bytes(data, data + size);
     impstream in(bytes.data(), static_cast<long>(size), GIO::ReadMode);
     FinalReleasePause const pause;

@@ -82,8 +82,11 @@ AgentManager2::~AgentManager2() {
 }
 
 void AgentManager2::enterScene() {
-    if (SceneObject * const scene = SceneObject::Get())
-        scene->regObject("Agents", TRef<Object>(this)); // refused where the name is taken
+    // Where the name is taken it stays so; and a reference that nobody took over would end this
+    // object while it is being built.
+    SceneObject * const scene = SceneObject::Get();
+    if (scene && !scene->findObject("Agents"))
+        scene->regObject("Agents", TRef<Object>(this));
 }
 
 void AgentManager2::start() {

@@ -121,6 +121,13 @@ TEST_F(AgentManagerTest, EntersASceneThatIsMadeAfterIt) {
     }
 }
 
+TEST_F(AgentManagerTest, SecondOneLeavesTheNameAndItselfAlone) {
+    TRef<Object> const first = scene->findObject("Agents");
+    TRef<AgentManager2> const second(new AgentManager2);
+    EXPECT_EQ(second->getReferenceCount(), 1);
+    EXPECT_EQ(scene->findObject("Agents"), first);
+}
+
 TEST_F(AgentManagerTest, AgentWhoseLinksFailIsTakenOutOfPlay) {
     TRef<Part> content, longing;
     TRef<AgentShell> const a = agentOf("a", &content), b = agentOf("b", &longing);
