@@ -4,16 +4,20 @@
 
 #include <string>
 
+namespace Tavlin {
+class AutomatObserver;
+class D_Automat;
+} // namespace Tavlin
+
 namespace tool {
 
-/// Scripts include each other by bare names, from the folder of the first one.
-void findIncludesBeside(std::string const & script);
+/// Reads a script as its host does from the folder of the script, so that what it includes is found
+/// beside it, whatever that folder is called. Gives what load gives; throws Failure when there is
+/// no such script or it cannot be read.
+bool readScript(std::string const & script, Tavlin::D_Automat & definition,
+                Tavlin::AutomatObserver & observer);
 
-/// A path as the library tells it, as the user would write it: relative where the script was named
-/// so.
+/// An included file as the library told it, as the user would write it who wrote `script`.
 std::string pathForUser(std::string const & path, std::string const & script);
-
-/// Throws Failure when there is no such file.
-void requireFile(std::string const & file);
 
 } // namespace tool

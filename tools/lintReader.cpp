@@ -76,8 +76,7 @@ void LintReader::onFile(File result, int file, char const * path, AutomatSpan co
         std::string text = path;
         std::replace(text.begin(), text.end(), '\\', '/');
         bool const isFirst = include.begin.file < 0;
-        files_.emplace(file, SourceFile(isFirst ? script_ : text,
-                                        isFirst ? script_ : pathForUser(path, script_)));
+        files_.emplace(file, SourceFile(text, isFirst ? script_ : pathForUser(path, script_)));
     } else if (include.begin.file >= 0) {
         add("include", include,
             result == File::Missing
@@ -510,12 +509,11 @@ void LintReader::finishVariables() {
 }
 
 void lintScript(std::string const & script, std::vector<Finding> & findings) {
-    requireFile(script);
-    findIncludesBeside(script);
+
     TObjectCreator<D_Automat> creator;
     TRef<D_Automat> const definition(static_cast<D_Automat *>(creator));
     LintReader reader(script, *definition, findings);
-    definition->load(script.c_str(), &reader);
+    readScript(script, *definition, reader);
     reader.finish();
 }
 

@@ -17,10 +17,12 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -66,14 +68,19 @@ class Loading : public AutomatObserver {
             files_[file] = include.begin.file < 0 ? script_ : pathForUser(path, script_);
         else if (result == File::Refused)
             complain(include.begin, std::string("include refused: ") + path);
+        else
+            missing_.push_back(pathForUser(path, script_));
     }
     void onError(AutomatError error, AutomatSpan const & span) override {
+        ++errors_;
         complain(span.begin, error == AutomatError::Syntax ? "syntax error"
                              : error == AutomatError::EndInError
                                  ? "the script ends in the middle of an error"
                                  : "this cannot stand here and is dropped");
     }
     std::map<int, std::string> const & files() const { return files_; }
+    std::vector<std::string> const & missing() const { return missing_; }
+    int errors() const { return errors_; }
 
   private:
     void complain(AutomatPlace const & place, std::string const & words) const {
@@ -85,16 +92,30 @@ class Loading : public AutomatObserver {
 
     std::string const script_;
     std::map<int, std::string> files_;
+    std::vector<std::string> missing_; // includes
+    int errors_ = 0;
 };
 
 /// `loading` may know more of it afterwards.
-TRef<D_Automat> readScript(std::string const & file, Loading & loading) {
-    requireFile(file);
+TRef<D_Automat> loadScript(std::string const & file, Loading & loading) {
     TObjectCreator<D_Automat> creator;
     TRef<D_Automat> const script(static_cast<D_Automat *>(creator));
-    if (!script->load(file.c_str(), &loading))
-        throw Failure(Damaged, file + " ends in the middle of an error");
+    if (!readScript(file, *script, loading))
+        throw Failure(Damaged, file + " cannot be read to its end");
     return script;
+}
+
+/// Waits as long as the game would, but not for who breaks off.
+void pause(double seconds) {
+    using Clock = std::chrono::steady_clock;
+    auto const end = Clock::now() + std::chrono::duration<double>(seconds);
+    for (;;) {
+        stopIfInterrupted();
+        std::chrono::duration<double> const rest = end - Clock::now();
+        if (rest.count() <= 0)
+            return;
+        std::this_thread::sleep_for(std::min(rest, std::chrono::duration<double>(0.1)));
+    }
 }
 
 std::string textOf(VariableRef const & value) {
@@ -136,6 +157,8 @@ class Run {
     explicit Run(Options const & options) : options_(options) {
         for (std::string const & event : options.events)
             planned_.push_back(plannedEvent(event));
+        if (!std::isfinite(options.dt))
+            throw Failure(WrongUsage, "a step must take some seconds");
         std::stable_sort(
             planned_.begin(), planned_.end(),
             [](PlannedEvent const & a, PlannedEvent const & b) { return a.time < b.time; });
@@ -179,8 +202,11 @@ class Run {
             Time::StepRender();
             report();
             if (options_.realtime)
-                std::this_thread::sleep_for(std::chrono::duration<double>(options_.dt));
+                pause(options_.dt);
         }
+        for (; next_ < planned_.size() && !ended_; ++next_)
+            std::fprintf(stderr, "the run ends before event %s at %g seconds\n",
+                         planned_[next_].name.c_str(), planned_[next_].time);
     }
 
   private:
@@ -237,8 +263,14 @@ class Run {
     TRef<D_Automat> read() {
         Loading loading(options_.file);
         try {
-            TRef<D_Automat> const script = readScript(options_.file, loading);
+            TRef<D_Automat> const script = loadScript(options_.file, loading);
             noteTimes(loading);
+            // While a file is written it may be read half, or empty.
+            bool const isBroken = loading.errors() > 0 || script->getNamesCount() == 0;
+            if (isBroken && script_ && !isBroken_)
+                throw Failure(Damaged, "the changed script has errors or is empty; the former one "
+                                       "goes on");
+            isBroken_ = isBroken;
             return script;
         } catch (Failure const &) {
             noteTimes(loading);
@@ -248,27 +280,38 @@ class Run {
 
     void noteTimes(Loading const & loading) {
         times_.clear();
+        goneSince_.reset();
         times_[options_.file] = timeOf(options_.file);
         for (auto const & [number, file] : loading.files())
             times_[file] = timeOf(file);
+        for (std::string const & file : loading.missing())
+            times_[file] = timeOf(file);
     }
 
-    /// 0 while there is no such file, as when an editor puts a new one in its place.
+    /// 0 while there is no such file.
     static std::int64_t timeOf(std::string const & file) {
         std::error_code failed;
         auto const time = std::filesystem::last_write_time(file, failed);
         return failed ? 0 : static_cast<std::int64_t>(time.time_since_epoch().count());
     }
 
-    bool hasChanged() const {
-        bool changed = false;
+    /// An editor may take a file away for a moment to put a new one in its place.
+    bool hasChanged() {
+        constexpr std::chrono::seconds moment(1);
+        bool changed = false, gone = false;
         for (auto const & [file, former] : times_) {
             std::int64_t const time = timeOf(file);
-            if (time == 0)
-                return false;
             changed = changed || time != former;
+            gone = gone || (time == 0 && former != 0);
         }
-        return changed;
+        if (!gone) {
+            goneSince_.reset();
+            return changed;
+        }
+        auto const now = std::chrono::steady_clock::now();
+        if (!goneSince_)
+            goneSince_ = now;
+        return now - *goneSince_ > moment;
     }
 
     /// Takes a changed script over; variables of the same name and kind keep their values.
@@ -312,14 +355,15 @@ class Run {
     TRef<AgentShell> agent_;
     std::string state_, out_;
     std::vector<std::string> values_;
-    std::map<std::string, std::int64_t> times_; // of the script's files
+    std::map<std::string, std::int64_t> times_;                      // of the script's files
+    std::optional<std::chrono::steady_clock::time_point> goneSince_; // one of them
+    bool isBroken_ = false;                                          // the script has errors
     bool ended_ = false;
 };
 
 void dump(Options const & options) {
-    findIncludesBeside(options.file);
     Loading loading(options.file);
-    TRef<D_Automat> const script = readScript(options.file, loading);
+    TRef<D_Automat> const script = loadScript(options.file, loading);
     D_Operator::SetDumpSink([](char const * text, void *) { std::fputs(text, stdout); }, nullptr);
     script->dump();
     D_Operator::SetDumpSink(nullptr, nullptr);
@@ -344,10 +388,7 @@ void addScript(CLI::App & program) {
         "--watch", options->watch,
         "Read the script again when one of its files changes; variables keep their values");
     run->add_flag("--prompt", options->prompt, "Send the events that are typed, a line each");
-    run->callback([options] {
-        findIncludesBeside(options->file);
-        Run(*options).go();
-    });
+    run->callback([options] { Run(*options).go(); });
 
     auto const shown = std::make_shared<Options>();
     CLI::App * const dumping =

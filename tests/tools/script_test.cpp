@@ -66,14 +66,39 @@ TEST(RunScript, ReadsAChangedIncludeAgainAndKeepsValues) {
         std::filesystem::last_write_time(file, std::filesystem::last_write_time(file) +
                                                    std::chrono::seconds(2));
     };
+    auto const empty = [&] { folder.put("lamp.aut", ""); };
     Outcome const done =
         talk(folder, {"run", "lamp.aut", "--watch", "--prompt", "--steps", "2000000000"},
-             {{"count = 7", {}, "Switch"}, {"count = 8", change, ""}, {"extra = 5", {}, "quit"}});
+             {{"count = 7", {}, "Switch"},
+              {"count = 8", change, ""},
+              {"extra = 5", empty, ""},
+              {"the former one goes on", {}, "quit"}});
     EXPECT_EQ(done.status, 0);
     std::size_t const again = done.out.find("the script has changed and is read again");
     ASSERT_NE(again, std::string::npos) << done.out;
     EXPECT_EQ(done.out.find("count = 1\n", again), std::string::npos);
     EXPECT_NE(done.out.find("lit = 1\n", again), std::string::npos);
+}
+
+TEST(RunScript, WatchesForAnIncludeThatIsMissingAndForOneThatIsTakenAway) {
+    TemporaryDirectory const folder;
+    folder.put("a;b *.c/lamp.aut", lamp);
+    std::string const name = "a;b *.c/more.inc";
+    Outcome const done =
+        talk(folder, {"run", "a;b *.c/lamp.aut", "--watch", "--prompt", "--steps", "2000000000"},
+             {{"lit = 0", [&] { folder.put(name, "count := 7\n"); }, ""},
+              {"count = 7", [&] { std::filesystem::remove(folder.path() / name); }, ""},
+              {"is read again", {}, "quit"}});
+    EXPECT_EQ(done.status, 0) << done.out;
+}
+
+TEST(RunScript, TellsEventsThatTheRunDoesNotReach) {
+    TemporaryDirectory const folder;
+    folder.put("lamp.aut", lamp);
+    Outcome const done = run(folder, {"--steps", "2", "--event", "Switch@5"});
+    EXPECT_EQ(done.status, 0);
+    EXPECT_EQ(done.err, "the run ends before event Switch at 5 seconds\n");
+    EXPECT_EQ(run(folder, {"--dt", "nan"}).status, 64);
 }
 
 TEST(RunScript, RefusesWhatItCannotReadOrUnderstand) {
