@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <set>
 #include <string>
+#include <string_view>
 #include <tuple>
 #include <vector>
 
@@ -28,7 +29,8 @@ struct Finding {
     std::string file;
     Tavlin::AutomatSpan span; // `file` of the places counts within one script
     std::string message;
-    std::string source; // the line in which it begins
+    std::string source; // the line in which it begins, or what of a long one is around the place
+    int sourceBegin;    // bytes of the line in front of that
 };
 
 /// A text file by its lines, for as long as somebody shows places of it.
@@ -39,7 +41,7 @@ class SourceFile {
 
     std::string const & path() const { return path_; }
     /// Line `number`, from 1, without its end; empty where there is none.
-    std::string line(int number) const;
+    std::string_view line(int number) const;
 
   private:
     std::string path_;

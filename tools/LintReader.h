@@ -13,6 +13,7 @@
 
 #include <map>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 namespace tool {
@@ -80,6 +81,7 @@ struct Method {
     std::string name;
     int state; // -1 for a global one
     AutomatSpan span;
+    bool isSure; // that it belongs there
 };
 
 struct Named {
@@ -97,6 +99,12 @@ struct Use {
     AutomatSpan span;
     bool isAssigned;
     std::size_t count;
+};
+
+struct Variable {
+    std::string name;
+    bool isAssigned;
+    AutomatSpan span;
 };
 
 class LintReader : public Tavlin::AutomatObserver {
@@ -121,13 +129,20 @@ class LintReader : public Tavlin::AutomatObserver {
     void onVariable(std::string const & name, bool isAssigned, AutomatSpan const & span) override;
     void onCall(std::string const & path, long foreign, AutomatSpan const & span) override;
 
-    /// What only the whole script tells.
-    void finish();
+    /// What only the whole script tells; `isLoaded` is what load said.
+    void finish(bool isLoaded);
 
   private:
     void add(char const * rule, AutomatSpan const & span, std::string const & message);
-    std::string sourceLine(AutomatPlace const & place) const;
-    std::string restOfLine(AutomatPlace const & place) const;
+    std::string_view sourceLine(AutomatPlace const & place) const;
+    std::string_view restOfLine(AutomatPlace const & place) const;
+    bool isIncludeLine(AutomatPlace const & place) const;
+    bool beginsLine(AutomatPlace const & place) const;
+    /// A line as one is told of it at another place.
+    std::string lineOf(AutomatPlace const & place, AutomatPlace const & seenFrom) const;
+    std::string near(std::string const & name, std::set<std::string> const & names);
+    void judgeInclude(AutomatSpan const & span);
+    void keepUses();
     void silence(AutomatPlace const & place) { silent_.insert({place.file, place.line}); }
 
     void judgeDropped();
@@ -136,6 +151,11 @@ class LintReader : public Tavlin::AutomatObserver {
     void judgeNumber();
     void explainSyntax();
     void dropRestOfLine();
+    void noteLost();
+    void loseBraces() { areBracesTold_ = isStructureLost_ = true; }
+    std::vector<Token> lineFrom(AutomatPlace const & place) const;
+    void explainOutside(AutomatSpan const & span);
+    bool explainForeignWord();
     bool explainComment();
     bool explainMinus();
     bool explainDropped();
@@ -145,10 +165,12 @@ class LintReader : public Tavlin::AutomatObserver {
     bool explainNeighbours();
     bool bodyIsMissing(AutomatSpan const & span);
     void bracesMustBeClosed(std::size_t depth, std::string const & what, AutomatSpan const & span);
+    void finishBraces();
     void finishStates();
     void finishMethods();
     void finishVariables();
-    std::set<int> reachedStates() const;
+    void findWays();
+    void reach(int state);
     int openMethod() const;
     Token const * before(std::size_t distance) const {
         return tokens_.size() > distance ? &tokens_[tokens_.size() - 1 - distance] : nullptr;
@@ -161,6 +183,7 @@ class LintReader : public Tavlin::AutomatObserver {
     std::set<std::pair<int, int>> silent_; // file and line
 
     std::vector<Token> tokens_; // of the present line, or what the language takes for one
+    std::vector<Token> former_; // and of the one before
     int parentheses_ = 0;       // open ones among them
     std::vector<Dropped> dropped_, droppedBefore_; // in front of the next token, and of the last
     std::optional<AutomatSpan> comment_;           // took a line end within tokens_
@@ -171,15 +194,29 @@ class LintReader : public Tavlin::AutomatObserver {
     std::vector<Body> bodies_;
     std::vector<Brace> braces_;
     bool areBracesTold_ = false;
+    bool isStructureLost_ = false; // what belongs to what is not sure any more
+    bool isForeign_ = false;       // the last statement is of another language
+    bool hasForeignWord_ = false;  // the one being read
+    bool isDeepTold_ = false;
+    bool isEndTold_ = false;  // why the script cannot be loaded
+    bool isCutShort_ = false; // the rest of the script is not known
+    bool isAllThere_ = true;  // no include is missing
+    std::size_t suggestions_ = 0;
+    int told_ = 0;
 
-    std::set<std::string> lostStates_; // whose headers are broken
+    // In lines that are left out, and told; who asks for them is not told again.
+    std::set<std::string> lostStates_, lostTargets_, lostVariables_;
     std::vector<Named> states_;
     std::vector<Method> methods_;
     std::vector<Jump> jumps_;
     std::map<std::string, AutomatSpan> declared_; // by the first
     long declarations_ = 0;                       // all of them
+    std::vector<Variable> present_, pending_;     // of the present statement and the one before
     std::map<std::string, Use> uses_;
-    std::vector<Named> calls_; // of words that other languages have
+    std::vector<Named> words_;     // variables that other languages have as words
+    std::vector<Named> calls_;     // and calls
+    std::multimap<int, int> ways_; // from a state, or -1 for any, to a state
+    std::set<int> reached_;        // states
 };
 
 } // namespace tool

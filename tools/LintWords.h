@@ -1,8 +1,6 @@
 // The words of the linter's messages that more than one of them needs.
 #pragma once
 
-#include "tavlinmid/AutomatObserver.h"
-
 #include <set>
 #include <string>
 
@@ -11,7 +9,8 @@ namespace tool {
 std::string quoted(std::string const & text);
 /// A byte that is no plain character is described.
 std::string quoted(char c);
-std::string lineOf(Tavlin::AutomatPlace const & place);
+/// The keyword that a word is but for its letters' case or a `#`; null for any other word.
+char const * keywordFor(std::string const & word);
 /// " (did you mean `x`?)" for the nearest of some names, when one is near.
 std::string suggestion(std::string const & name, std::set<std::string> const & names);
 /// What is said to who uses a word that other languages have; null for any other word.

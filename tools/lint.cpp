@@ -116,9 +116,9 @@ SourceFile::SourceFile(std::string const & path, std::string const & shownPath) 
             line.pop_back();
 }
 
-std::string SourceFile::line(int number) const {
+std::string_view SourceFile::line(int number) const {
     bool const isThere = number >= 1 && static_cast<std::size_t>(number) <= lines_.size();
-    return isThere ? lines_[static_cast<std::size_t>(number) - 1] : std::string();
+    return isThere ? lines_[static_cast<std::size_t>(number) - 1] : std::string_view();
 }
 
 void tidyFindings(std::vector<Finding> & findings, std::set<std::string> const & leftOut) {
@@ -149,9 +149,10 @@ std::string findingAsText(Finding const & finding, bool isColoured) {
     std::string const number = std::to_string(begin.line);
     text += std::string(static_cast<std::size_t>(width) - number.size(), ' ') + number + " | " +
             line + '\n';
-    std::string const before = indentation(line, begin.column);
-    int const last = std::min(end.line == begin.line ? end.column : begin.column,
-                              std::max(begin.column, static_cast<int>(line.size())));
+    int const first = begin.column - finding.sourceBegin;
+    std::string const before = indentation(line, first);
+    int const last = std::min(end.line == begin.line ? end.column - finding.sourceBegin : first,
+                              std::max(first, static_cast<int>(line.size())));
     std::string const marked = indentation(line, last + 1);
     text += std::string(static_cast<std::size_t>(width), ' ') + " | " + before + shade + '^';
     if (marked.size() > before.size() + 1)

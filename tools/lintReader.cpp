@@ -53,22 +53,52 @@ std::string Token::shown() const {
 }
 
 void LintReader::add(char const * rule, AutomatSpan const & span, std::string const & message) {
+    constexpr int enough = 10000;
     AutomatPlace const & place = span.begin;
-    if (silent_.count({place.file, place.line}) > 0)
+    if (told_ > enough || silent_.count({place.file, place.line}) > 0)
         return;
+    if (++told_ > enough) {
+        findings_.push_back({findLintRule("too-many-findings"), script_, span,
+                             "there is more to tell of this script than anybody reads", "", 0});
+        return;
+    }
     auto const file = files_.find(place.file);
+    std::string_view const line = sourceLine(place);
+    constexpr int most = 240, before = 120;
+    int cut = line.size() > most ? std::max(0, place.column - before) : 0;
+    while (cut > 0 && (static_cast<unsigned char>(line.substr(cut)[0]) & 0xC0) == 0x80)
+        --cut; // not within a character of UTF-8
     findings_.push_back({findLintRule(rule), file == files_.end() ? script_ : file->second.path(),
-                         span, message, sourceLine(place)});
+                         span, message, std::string(line.substr(cut, most)), cut});
 }
 
-std::string LintReader::sourceLine(AutomatPlace const & place) const {
+std::string_view LintReader::sourceLine(AutomatPlace const & place) const {
     auto const file = files_.find(place.file);
-    return file == files_.end() ? "" : file->second.line(place.line);
+    return file == files_.end() ? std::string_view() : file->second.line(place.line);
 }
 
-std::string LintReader::restOfLine(AutomatPlace const & place) const {
-    std::string const line = sourceLine(place);
+std::string_view LintReader::restOfLine(AutomatPlace const & place) const {
+    std::string_view const line = sourceLine(place);
     return line.substr(std::min(line.size(), static_cast<std::size_t>(place.column - 1)));
+}
+
+bool LintReader::isIncludeLine(AutomatPlace const & place) const {
+    std::string_view const line = sourceLine(place);
+    std::size_t const begin = line.find_first_not_of(" \t");
+    return begin != line.npos && line.compare(begin, 8, "#include") == 0;
+}
+
+bool LintReader::beginsLine(AutomatPlace const & place) const {
+    std::string_view const line = sourceLine(place);
+    return line.find_first_not_of(" \t") == static_cast<std::size_t>(place.column - 1);
+}
+
+std::string LintReader::lineOf(AutomatPlace const & place, AutomatPlace const & seenFrom) const {
+    std::string text = "line " + std::to_string(place.line);
+    auto const file = files_.find(place.file);
+    if (place.file != seenFrom.file && file != files_.end())
+        text += " of " + file->second.path();
+    return text;
 }
 
 void LintReader::onFile(File result, int file, char const * path, AutomatSpan const & include) {
@@ -78,11 +108,28 @@ void LintReader::onFile(File result, int file, char const * path, AutomatSpan co
         bool const isFirst = include.begin.file < 0;
         files_.emplace(file, SourceFile(text, isFirst ? script_ : pathForUser(path, script_)));
     } else if (include.begin.file >= 0) {
-        add("include", include,
-            result == File::Missing
-                ? "there is no file " + quoted(path) + " beside the script; the include is skipped"
-                : quoted(path) + " is being read already, or includes go too deep; it is refused");
+        isAllThere_ = isAllThere_ && result != File::Missing;
+        AutomatPlace behind = include.end;
+        ++behind.column;
+        std::string_view const rest = restOfLine(behind);
+        if (result == File::Refused)
+            add("include", include,
+                quoted(path) + " is being read already, or includes go too deep; it is refused");
+        else if (!rest.empty() && !std::strchr(" \t;\r", rest[0]) && rest.compare(0, 2, "//") != 0)
+            judgeInclude(include);
+        else
+            add("include", include,
+                "there is no file " + quoted(path) +
+                    " beside the script that can be read; the include is skipped");
     }
+}
+
+void LintReader::judgeInclude(AutomatSpan const & span) {
+    add("include", span,
+        "the name of an include is a plain word of letters, digits, `_` and `.`, after a blank and "
+        "without quotes; this includes nothing");
+    isAllThere_ = false;
+    silence(span.begin);
 }
 
 // The parser has judged the token before this one when the next arrives, so what is to be said of
@@ -91,20 +138,26 @@ void LintReader::onToken(AutomatToken kind, std::string const & text, AutomatSpa
     judgeDropped();
     droppedBefore_ = std::exchange(dropped_, {});
     if (!tokens_.empty() && tokens_.back().endsLine()) {
-        tokens_.clear();
+        former_ = std::exchange(tokens_, {});
         parentheses_ = 0;
         comment_.reset();
     }
     tokens_.push_back({kind, text, span});
     parentheses_ += tokens_.back().opens() ? 1 : tokens_.back().is(')') ? -1 : 0;
-    if (isSkipping_)
-        isSkipping_ = !tokens_.back().endsLine();
-    else
+    if (!isSkipping_) {
         judgeToken();
+        return;
+    }
+    noteLost();
+    isSkipping_ = !tokens_.back().endsLine();
 }
 
 void LintReader::onDropped(char character, AutomatPlace const & place) {
     if (isSkipping_ || silent_.count({place.file, place.line}) > 0)
+        return;
+    bool const isByteOrderMark = place.line == 1 && place.column <= 3 &&
+                                 sourceLine(place).compare(0, 3, "\xEF\xBB\xBF") == 0;
+    if (isByteOrderMark)
         return;
     if (character == '"' || character == '\'')
         judgeQuote({character, place});
@@ -114,9 +167,15 @@ void LintReader::onDropped(char character, AutomatPlace const & place) {
 
 void LintReader::onComment(Comment how, AutomatSpan const & span) {
     bool const isLine = restOfLine(span.begin).compare(0, 2, "//") == 0;
+    isCutShort_ = isCutShort_ || how == Comment::Unclosed;
     if (how == Comment::Unclosed)
         add("open-comment", {span.begin, span.begin},
-            "this comment is never closed: everything behind it is part of it");
+            "this comment is never closed: everything after it is part of it");
+    else if (how == Comment::ToLineEnd && isLine &&
+             restOfLine(span.begin).find('\r') != std::string_view::npos)
+        add("comment-line-end", {span.begin, span.begin},
+            "this comment goes on past a carriage return, as only a line feed ends it: everything "
+            "up to there is left out");
     else if (how == Comment::Closed && isLine)
         add("comment-closed", {span.end, span.end},
             "`*/` ends a comment of two slashes, too: what follows is read as script");
@@ -126,7 +185,9 @@ void LintReader::onComment(Comment how, AutomatSpan const & span) {
 
 /// A quote that begins nothing is dropped, and what it was to hold is read as script.
 void LintReader::judgeQuote(Dropped const & quote) {
-    std::string const line = sourceLine(quote.place);
+    if (isIncludeLine(quote.place))
+        return; // its `#` is told
+    std::string_view const line = sourceLine(quote.place);
     std::size_t const begin = static_cast<std::size_t>(quote.place.column);
     std::size_t const end = line.find(quote.character, begin);
     AutomatSpan span{quote.place, quote.place};
@@ -146,7 +207,7 @@ void LintReader::judgeQuote(Dropped const & quote) {
             bool const isLetterByte = static_cast<unsigned char>(*bad) >= 0x80;
             add(rule, span,
                 quoted(*bad) + " cannot stand in a text" +
-                    (isLetterByte ? " in UTF-8, only in one byte from C0 to FF" : "") +
+                    (isLetterByte ? " of a file in UTF-8, only one byte from C0 to FF can" : "") +
                     ", so this is none: the quotes are dropped, and what is between them is read "
                     "as script");
         } else {
@@ -157,7 +218,8 @@ void LintReader::judgeQuote(Dropped const & quote) {
     }
     silence(quote.place);
     std::size_t const structure = line.find_first_of("{};/", begin);
-    areBracesTold_ = areBracesTold_ || structure < end;
+    if (structure < end)
+        loseBraces();
 }
 
 /// Characters that did no harm to the grammar.
@@ -170,9 +232,11 @@ void LintReader::judgeDropped() {
                droppedBefore_[i + 1].place.column == span.end.column + 1)
             span.end = droppedBefore_[++i].place;
         if (restOfLine(first.place).compare(0, 8, "#include") == 0) {
-            add("include", span,
-                "the name of an include is a plain word of letters, digits, `_` and `.`, behind "
-                "a blank and without quotes; this includes nothing");
+            judgeInclude(span);
+        } else if (first.character == '#' && beginsLine(first.place)) {
+            add("syntax", span,
+                "a `#` begins nothing but `#include`; it is dropped, and what follows it is read "
+                "as script; a comment begins with `//`");
             silence(first.place);
         } else if (isForeignOperator(first.character))
             add("unknown-operator", span,
@@ -191,10 +255,17 @@ void LintReader::judgeToken() {
         judgeNumber();
     if (former && former->isPoint() && (now.isArithmetic() || now.isOrder()))
         add("glued-point", former->span,
-            quoted(former->text) + " is a point, and nothing can be reckoned with points");
-    bool const inCondition = tokens_.front().kind == AutomatToken::If && parentheses_ > 0;
-    if (now.is('=') && inCondition && former && former->kind == AutomatToken::Identifier)
-        add("assignment", now.span, "this assigns; a comparison is written `==`");
+            quoted(former->text) + " is a point, and points have no arithmetic and no order");
+    if (now.is(',') && former && former->kind == AutomatToken::Call)
+        add("empty-argument", now.span,
+            "nothing stands in front of this comma, so the next argument becomes the first");
+    // Not before it is sure that it is no unknown operator.
+    Token const * const name = before(2);
+    bool const inCondition =
+        tokens_.front().kind == AutomatToken::If && parentheses_ > (now.opens() ? 1 : 0);
+    if (former && former->is('=') && inCondition && name &&
+        name->kind == AutomatToken::Identifier && !now.isOperator() && droppedBefore_.empty())
+        add("assignment", former->span, "this assigns; a comparison is written `==`");
 }
 
 void LintReader::judgeNumber() {
@@ -208,10 +279,10 @@ void LintReader::judgeNumber() {
         if (second[0] == '-' && !isDeclared) // a negative one cannot be written in another way
             add("glued-point", now.span,
                 quoted(now.text) + " is the point (" + first + ", " + second +
-                    "); a difference is written " + quoted(first + " - " + second.substr(1)));
+                    "); a subtraction is written " + quoted(first + " - " + second.substr(1)));
         else if (former && (former->isArithmetic() || former->isOrder()))
             add("glued-point", now.span,
-                quoted(now.text) + " is a point, and nothing can be reckoned with points");
+                quoted(now.text) + " is a point, and points have no arithmetic and no order");
         else if (former && (former->kind == AutomatToken::Call || former->is(',')))
             add("point-argument", now.span,
                 "this is one argument, the point (" + first + ", " + second +
@@ -236,17 +307,18 @@ void LintReader::onError(AutomatError error, AutomatSpan const & span) {
             dropRestOfLine();
             break;
         case AutomatError::OutsideMethod:
-            if (!isOutsideTold_ && !areBracesTold_)
-                add("outside-method", span,
-                    "a statement outside any method is dropped, and so are those that follow it");
-            isOutsideTold_ = true;
+            explainOutside(span);
             break;
         case AutomatError::MethodOutsideState:
-            add("outside-method", span,
-                "a method in braces must follow a state; it is dropped with its body");
+            if (!isStructureLost_)
+                add("outside-method", span,
+                    "a method in braces must follow a state; it is dropped with its body");
             break;
         case AutomatError::ConditionTooDeep:
-            add("too-deep", span, "conditions stand too deep in each other; this one is dropped");
+            if (!isDeepTold_)
+                add("too-deep", span,
+                    "conditions stand too deep in each other; this one is dropped");
+            isDeepTold_ = true;
             break;
         case AutomatError::ExpressionTooDeep:
             add("too-deep", span, "this expression is nested too deeply; its line is dropped");
@@ -254,8 +326,10 @@ void LintReader::onError(AutomatError error, AutomatSpan const & span) {
             break;
         case AutomatError::ScriptTooDeep:
             add("too-deep", span, "this is nested too deeply; the script cannot be loaded");
+            isEndTold_ = isCutShort_ = true;
             break;
         case AutomatError::EndInError:
+            isEndTold_ = true;
             if (tokens_.size() > 1 && comment_)
                 add("comment-line-end", headOf(*comment_),
                     "a comment takes the last line end along, so the script ends in an error and "
@@ -265,22 +339,6 @@ void LintReader::onError(AutomatError error, AutomatSpan const & span) {
                     "the script ends in the middle of an error, and cannot be loaded");
             break;
     }
-}
-
-/// What the parser leaves out after an error. A header among it takes its name along, and its
-/// braces are told no more.
-void LintReader::dropRestOfLine() {
-    droppedBefore_.clear();
-    dropped_.clear();
-    isSkipping_ = !tokens_.back().endsLine();
-    header_ = Header::Nothing;
-    AutomatToken const first = tokens_.front().kind;
-    if (first == AutomatToken::State && tokens_.size() > 1)
-        lostStates_.insert(tokens_[1].text);
-    bool const isStructure = first == AutomatToken::State || first == AutomatToken::Method ||
-                             first == AutomatToken::If || tokens_.front().is('{') ||
-                             tokens_.front().is('}');
-    areBracesTold_ = areBracesTold_ || isStructure;
 }
 
 void LintReader::onState(std::string const & name, AutomatSpan const & span) {
@@ -294,7 +352,7 @@ void LintReader::onMethod(std::string const & name, bool isGlobal, AutomatSpan c
     bodyIsMissing(span);
     bracesMustBeClosed(isGlobal ? 0 : 1, "method", span);
     int const state = isGlobal ? -1 : static_cast<int>(states_.size()) - 1;
-    methods_.push_back({name, state, span});
+    methods_.push_back({name, state, span, !isStructureLost_});
     bodies_.push_back({span, static_cast<int>(methods_.size()) - 1, false, {}});
     header_ = Header::Method;
     isOutsideTold_ = false;
@@ -309,7 +367,7 @@ bool LintReader::bodyIsMissing(AutomatSpan const & span) {
         return false;
     AutomatSpan const & name = header == Header::State ? states_.back().span : methods_.back().span;
     add("braces", name, "a line with `{` must follow here");
-    areBracesTold_ = true;
+    loseBraces();
     return true;
 }
 
@@ -318,17 +376,19 @@ void LintReader::bracesMustBeClosed(std::size_t depth, std::string const & what,
     if (braces_.size() <= depth || areBracesTold_)
         return;
     add("braces", span,
-        "this " + what + " begins while the `{` of " + lineOf(braces_.back().span.begin) +
-            " is open: a `}` is missing");
-    areBracesTold_ = true;
+        "this " + what + " begins while the `{` of " +
+            lineOf(braces_.back().span.begin, span.begin) + " is open: a `}` is missing");
+    loseBraces();
 }
 
 void LintReader::onOpenBrace(AutomatSpan const & span) {
     Header const header = std::exchange(header_, Header::Nothing);
     if (header == Header::Nothing && !areBracesTold_) {
-        add("braces", span,
-            "this `{` belongs to no state, method or `if`; its `}` will close the body around it");
-        areBracesTold_ = true;
+        if (!isForeign_) // that is told
+            add("braces", span,
+                "this `{` belongs to no state, method or `if`; its `}` will close the body around "
+                "it");
+        loseBraces();
     }
     if ((header == Header::Method || header == Header::Condition) && !bodies_.empty())
         bodies_.back().isBraced = true;
@@ -346,13 +406,14 @@ void LintReader::onCloseBrace(AutomatSpan const & span) {
         if (body.first) {
             add("open-if", body.span,
                 "this `if` has no `{`, so all that follows belongs to it, up to the `}` in " +
-                    lineOf(span.begin) + ", which it takes from the body around it");
+                    lineOf(span.begin, body.span.begin) +
+                    ", which it takes from the body around it");
             areBracesTold_ = true;
         }
     }
     if (!hadBrace && !areBracesTold_) {
         add("braces", span, "there is no `{` that this `}` closes");
-        areBracesTold_ = true;
+        loseBraces();
     }
 }
 
@@ -362,7 +423,9 @@ void LintReader::onCondition(AutomatSpan const & span) {
 }
 
 void LintReader::onStatement(AutomatSpan const & span) {
-
+    keepUses();
+    pending_ = std::exchange(present_, {});
+    isForeign_ = std::exchange(hasForeignWord_, false);
     bodyIsMissing(span);
 }
 
@@ -381,18 +444,35 @@ void LintReader::onDeclaration(std::string const & name, AutomatSpan const & spa
     auto const [first, isNew] = declared_.emplace(name, span);
     if (!isNew)
         add("hidden", span,
-            quoted(name) + " is declared in " + lineOf(first->second.begin) +
+            quoted(name) + " is declared in " + lineOf(first->second.begin, span.begin) +
                 " already, and the first declaration counts");
     else if (definition_.getValue(declarations_).isEmpty())
         add("empty-variable", span,
-            "a value is worked out while the script is read, from constants only; " + quoted(name) +
-                " stays empty, for good");
+            quoted(name) + " stays empty for good: its first value is worked out while the script "
+                           "is read, from constants of one kind");
     ++declarations_;
+    keepUses();
+    pending_ = std::exchange(present_, {});
 }
 
 void LintReader::onVariable(std::string const & name, bool isAssigned, AutomatSpan const & span) {
-    auto const [use, isNew] = uses_.try_emplace(name, Use{span, isAssigned, 0});
-    ++use->second.count;
+    present_.push_back({name, isAssigned, span});
+    hasForeignWord_ = hasForeignWord_ || foreignWord(name);
+}
+
+/// What a statement uses counts when it is known that it is in the script.
+void LintReader::keepUses() {
+    for (Variable const & one : pending_) {
+        if (silent_.count({one.span.begin.file, one.span.begin.line}) > 0)
+            continue;
+        if (foreignWord(one.name)) {
+            words_.push_back({one.name, one.span});
+            continue;
+        }
+        auto const use = uses_.try_emplace(one.name, Use{one.span, one.isAssigned, 0}).first;
+        ++use->second.count;
+    }
+    pending_.clear();
 }
 
 void LintReader::onCall(std::string const & path, long foreign, AutomatSpan const & span) {
@@ -406,106 +486,11 @@ void LintReader::onCall(std::string const & path, long foreign, AutomatSpan cons
                 (foreign == 1 ? "argument that stands"
                               : std::to_string(foreign) + " arguments that stand") +
                 " in front of it; keep its result in a variable first");
+    hasForeignWord_ = hasForeignWord_ || foreignWord(path);
     if (path == "goto" || path == "State" || path == "Method")
         add("keyword", span, "with a parenthesis " + quoted(path) + " is the call of a method");
     else if (foreignWord(path))
         calls_.push_back({path, span});
-}
-
-void LintReader::finish() {
-    judgeDropped();
-    droppedBefore_ = std::exchange(dropped_, {});
-    judgeDropped();
-    for (Body const & body : bodies_)
-        if (body.first)
-            add("open-if", body.span,
-                "this `if` has no `{`, so all that follows belongs to it, to the end");
-    if (header_ == Header::State || header_ == Header::Method)
-        bodyIsMissing({});
-    if (!braces_.empty() && !areBracesTold_)
-        add("braces", braces_.back().span, "this `{` is not closed");
-    finishStates();
-    finishMethods();
-    finishVariables();
-}
-
-std::set<int> LintReader::reachedStates() const {
-    std::multimap<int, int> ways; // from a state, or -1 for any, to a state
-    for (Jump const & jump : jumps_) {
-        auto const target = std::find_if(states_.begin(), states_.end(), [&](Named const & one) {
-            return one.name == jump.target;
-        });
-        if (jump.method >= 0 && target != states_.end())
-            ways.emplace(methods_[static_cast<std::size_t>(jump.method)].state,
-                         static_cast<int>(target - states_.begin()));
-    }
-    std::set<int> reached;
-    std::vector<int> open{-1, 0};
-    while (!open.empty()) {
-        int const state = open.back();
-        open.pop_back();
-        if (!reached.insert(state).second)
-            continue;
-        for (auto [way, end] = ways.equal_range(state); way != end; ++way)
-            open.push_back(way->second);
-    }
-    return reached;
-}
-
-void LintReader::finishStates() {
-    std::set<std::string> names;
-    std::set<int> const reached = reachedStates();
-    for (std::size_t i = 0; i < states_.size(); ++i)
-        if (!names.insert(states_[i].name).second)
-            add("hidden", states_[i].span,
-                "there is a state " + quoted(states_[i].name) +
-                    " already, and `goto` leads to the first");
-        else if (reached.count(static_cast<int>(i)) == 0)
-            add("unreachable-state", states_[i].span,
-                "no `goto` leads to " + quoted(states_[i].name) + " from where the script starts");
-    for (Jump const & jump : jumps_)
-        if (names.count(jump.target) == 0 && lostStates_.count(jump.target) == 0)
-            add("unknown-state", jump.span,
-                "there is no state " + quoted(jump.target) + suggestion(jump.target, names) +
-                    "; this ends the method and changes nothing");
-}
-
-void LintReader::finishMethods() {
-    std::map<std::pair<int, std::string>, AutomatSpan> known;
-    for (Method const & method : methods_) {
-        auto const [first, isNew] =
-            known.emplace(std::pair(method.state, method.name), method.span);
-        if (!isNew)
-            add("hidden", method.span,
-                "there is a method " + quoted(method.name) + " in " + lineOf(first->second.begin) +
-                    (method.state < 0 ? " already" : " of this state already") +
-                    ", and only the first is ever called");
-    }
-    for (Named const & call : calls_)
-        if (std::none_of(methods_.begin(), methods_.end(),
-                         [&](Method const & method) { return method.name == call.name; }))
-            add("keyword", call.span,
-                std::string(foreignWord(call.name)) + "; this calls a method of that name");
-}
-
-void LintReader::finishVariables() {
-    std::set<std::string> names;
-    for (auto const & [name, span] : declared_)
-        names.insert(name);
-    for (auto const & [name, use] : uses_) {
-        if (names.count(name) > 0)
-            continue;
-        if (foreignWord(name) || name == "if" || name == "doAfter") {
-            add("keyword", use.span,
-                foreignWord(name) ? foreignWord(name) : quoted(name) + " wants a parenthesis");
-            continue;
-        }
-        std::string message = quoted(name) + " is declared nowhere" + suggestion(name, names);
-        message += use.isAssigned ? "; what is assigned to it is lost" : "; it has no value";
-        if (use.count > 1)
-            message += " (" + std::to_string(use.count) + " places)";
-        add("undeclared-variable", use.span, message);
-    }
 }
 
 void lintScript(std::string const & script, std::vector<Finding> & findings) {
@@ -513,8 +498,7 @@ void lintScript(std::string const & script, std::vector<Finding> & findings) {
     TObjectCreator<D_Automat> creator;
     TRef<D_Automat> const definition(static_cast<D_Automat *>(creator));
     LintReader reader(script, *definition, findings);
-    readScript(script, *definition, reader);
-    reader.finish();
+    reader.finish(readScript(script, *definition, reader));
 }
 
 } // namespace tool

@@ -6,22 +6,23 @@
 namespace tool {
 
 void LintReader::explainSyntax() {
-    if (explainComment() || explainMinus() || explainDropped() || explainOperator() ||
-        explainBrace() || explainParenthesis() || explainNeighbours())
+    if (explainComment() || explainForeignWord() || explainMinus() || explainDropped() ||
+        explainOperator() || explainBrace() || explainParenthesis() || explainNeighbours())
         return;
     Token const & now = tokens_.back();
     Token const * const former = before(1);
     AutomatSpan const place = now.endsLine() && former ? former->span : now.span;
     if (now.kind == AutomatToken::Declare)
         add("syntax", place,
-            "`:=` declares a variable, so it stands behind one name that "
-            "begins a statement");
+            "`:=` declares a variable, so it follows one name that begins a statement");
     else if (former && former->kind == AutomatToken::Goto)
-        add("syntax", place, "behind `goto` the name of a state must follow");
+        add("syntax", place,
+            "after `goto` the plain name of a state must follow, without quotes or parentheses");
     else if (former &&
              (former->kind == AutomatToken::State || former->kind == AutomatToken::Method))
         add("syntax", place,
-            "behind " + quoted(former->text) + " a name must follow, and nothing else");
+            "after " + quoted(former->text) +
+                " a plain name must follow, without quotes, parentheses or anything else");
     else if (now.is('='))
         add("syntax", now.span, "only a name can be assigned to");
     else if (now.endsLine())
@@ -40,8 +41,33 @@ bool LintReader::explainComment() {
     if (now.kind != AutomatToken::End) // which is told by itself
         add("comment-line-end", headOf(*comment_),
             "a comment takes its line end along, so " + now.shown() + " in " +
-                lineOf(now.span.begin) + " follows " + former->shown() +
+                lineOf(now.span.begin, comment_->begin) + " follows " + former->shown() +
                 " in one line; put it on a line of its own");
+    return true;
+}
+
+/// A line that begins as another language would have it.
+bool LintReader::explainForeignWord() {
+    std::size_t const begin = tokens_.front().is('}') && tokens_.size() > 1 ? 1 : 0;
+    Token const & first = tokens_[begin];
+    bool const isWord = first.kind == AutomatToken::Identifier || first.kind == AutomatToken::Call;
+    bool const hasNext = tokens_.size() > begin + 1;
+    if (!isWord)
+        return false;
+    std::string const word = first.word();
+    bool const isName = hasNext && tokens_[begin + 1].kind == AutomatToken::Identifier;
+    if (foreignWord(word)) {
+        add("keyword", first.span, foreignWord(word));
+        if (isName)
+            lostVariables_.insert(tokens_[begin + 1].text);
+    } else if (char const * const keyword = keywordFor(word); keyword && isName) {
+        add("keyword", first.span, quoted(word) + " means nothing here; write " + quoted(keyword));
+        (*keyword == 'S' ? lostStates_ : lostTargets_).insert(tokens_[begin + 1].text);
+    } else {
+        return false;
+    }
+    silence(first.span.begin);
+    loseBraces();
     return true;
 }
 
@@ -51,13 +77,13 @@ bool LintReader::explainMinus() {
     if (now.isNumber() && now.text[0] == '-' && former && former->endsOperand()) {
         add("glued-minus", now.span,
             "a minus that touches a digit belongs to the number, so " + quoted(now.text) +
-                " follows " + former->shown() + "; a difference has a blank behind its minus");
+                " follows " + former->shown() + "; a subtraction needs a blank after its minus");
         return true;
     }
     if (!now.is('-') || !former || former->endsOperand() || former->is('-'))
         return false;
     add("unknown-operator", now.span,
-        "there is no sign in front of anything but digits; write `0 - ` in front of it");
+        "a minus sign can only stand in front of digits; write `0 - `, or `0.0 - ` for a float");
     return true;
 }
 
@@ -67,7 +93,7 @@ bool LintReader::explainDropped() {
     Dropped const & dropped = droppedBefore_.front();
     bool const isOperator = isForeignOperator(dropped.character);
     std::string const sign = quoted(dropped.character);
-    if (dropped.character == '#')
+    if (isIncludeLine(dropped.place))
         judgeDropped();
     else
         add(isOperator ? "unknown-operator" : "syntax", {dropped.place, dropped.place},
@@ -108,7 +134,7 @@ bool LintReader::explainBrace() {
     }
     if (now.is('{') || now.is('}')) {
         add("syntax", now.span,
-            now.shown() + " stands on a line of its own, behind the end of the line before");
+            now.shown() + " stands on a line of its own, after the end of the line before");
         return true;
     }
     if (now.is('[') || now.is(']')) {
@@ -150,8 +176,16 @@ bool LintReader::explainNeighbours() {
             add("keyword", former->span, foreignWord(former->text));
             return true;
         }
-        if (former->text == "if" || former->text == "doAfter")
-            return true; // it has been read as a variable, and is told as such
+        if (former->text == "if" || former->text == "doAfter") {
+            add("keyword", former->span, quoted(former->text) + " wants a parenthesis");
+            return true;
+        }
+    }
+    if (former && former->isPoint() && now.isNumber() && now.text[0] == '.') {
+        add("syntax", {former->span.begin, now.span.end},
+            "this is the point " + former->shown() + " and then " + now.shown() +
+                "; points are made of integers, and arguments have a comma between them");
+        return true;
     }
     bool const isOperand = isWord || now.kind == AutomatToken::Constant || now.is('(') ||
                            now.kind == AutomatToken::DoAfter;
@@ -161,6 +195,68 @@ bool LintReader::explainNeighbours() {
         return true;
     }
     return false;
+}
+
+/// What the parser leaves out after an error. A header among it takes its name along, and its
+/// braces are told no more.
+void LintReader::dropRestOfLine() {
+    droppedBefore_.clear();
+    dropped_.clear();
+    isSkipping_ = !tokens_.back().endsLine();
+    header_ = Header::Nothing;
+    present_.clear();
+    hasForeignWord_ = false;
+    std::vector<Token> const line = std::exchange(tokens_, {});
+    for (Token const & token : line) {
+        tokens_.push_back(token);
+        noteLost();
+    }
+}
+
+/// The last token is in a line that is left out.
+void LintReader::noteLost() {
+    Token const & now = tokens_.back();
+    Token const * const former = before(1);
+    AutomatToken const kind = former ? former->kind : AutomatToken::End;
+    if (now.kind == AutomatToken::State || now.kind == AutomatToken::Method ||
+        now.kind == AutomatToken::If || now.is('{') || now.is('}'))
+        loseBraces();
+    if (kind == AutomatToken::State)
+        lostStates_.insert(now.word());
+    else if (kind == AutomatToken::Declare && before(2))
+        lostVariables_.insert(before(2)->text);
+    else if (kind == AutomatToken::Goto && now.kind == AutomatToken::Constant)
+        lostTargets_.insert(now.text.substr(1, now.text.size() - 2));
+    else if (kind == AutomatToken::Goto)
+        lostTargets_.insert(now.word());
+}
+
+/// The tokens of a line from a place on, as long as they are known.
+std::vector<Token> LintReader::lineFrom(AutomatPlace const & place) const {
+    for (std::vector<Token> const * const line : {&tokens_, &former_})
+        for (auto token = line->begin(); token != line->end(); ++token)
+            if (token->span.begin.file == place.file && token->span.begin.line == place.line &&
+                token->span.begin.column == place.column)
+                return {line->begin(), line->end()};
+    return {};
+}
+
+void LintReader::explainOutside(AutomatSpan const & span) {
+    pending_.clear();
+    std::vector<Token> const line = lineFrom(span.begin);
+    bool const isFirst = !line.empty() && !isBefore(line[0].span.begin, span.begin);
+    if (!isFirst && line.size() > 1 && line[1].kind == AutomatToken::Declare) {
+        add("syntax", span, "the declaration in front of this is complete; this is dropped");
+    } else if (isFirst && line.size() > 1 && line[1].is('=') && !areBracesTold_) {
+        add("outside-method", span,
+            "a statement outside any method is dropped; a variable is declared with `:=`");
+        lostVariables_.insert(line[0].text);
+    } else {
+        if (!isOutsideTold_ && !areBracesTold_)
+            add("outside-method", span,
+                "a statement outside any method is dropped, and so are those that follow it");
+        isOutsideTold_ = true;
+    }
 }
 
 } // namespace tool

@@ -4,6 +4,7 @@
 #include "Lint.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstring>
 #include <map>
 
@@ -37,7 +38,7 @@ std::string quoted(char c) {
     if (static_cast<unsigned char>(c) >= 0x20 && static_cast<unsigned char>(c) < 0x7F)
         return quoted(std::string(1, c));
     if (static_cast<unsigned char>(c) >= 0x80)
-        return "a letter beyond ASCII";
+        return "a character beyond ASCII";
     constexpr char const digits[] = "0123456789ABCDEF";
     std::string text = "the byte ";
     text += digits[static_cast<unsigned char>(c) >> 4];
@@ -48,8 +49,17 @@ bool isForeignOperator(char c) {
     return c && std::strchr("!%&|", c);
 }
 
-std::string lineOf(Tavlin::AutomatPlace const & place) {
-    return "line " + std::to_string(place.line);
+char const * keywordFor(std::string const & word) {
+    for (char const * const keyword : {"State", "Method", "goto", "#include"}) {
+        char const * const letters = keyword + (*keyword == '#');
+        if (word.size() == std::strlen(letters) &&
+            std::equal(word.begin(), word.end(), letters, [](char a, char b) {
+                return std::tolower(static_cast<unsigned char>(a)) ==
+                       std::tolower(static_cast<unsigned char>(b));
+            }))
+            return keyword;
+    }
+    return nullptr;
 }
 
 std::string suggestion(std::string const & name, std::set<std::string> const & names) {
@@ -84,7 +94,9 @@ char const * foreignWord(std::string const & word) {
         {"then", "there is no `then`"},
         {"var", "there is no `var`; `name := value` declares"},
         {"int", "there are no types; `name := value` declares"},
-        {"float", "there are no types; `name := value` declares"}};
+        {"float", "there are no types; `name := value` declares"},
+        {"If", "`if` is written in small letters"},
+        {"IF", "`if` is written in small letters"}};
     auto const found = words.find(word);
     return found == words.end() ? nullptr : found->second;
 }
@@ -98,6 +110,7 @@ std::vector<Rule> const & lintRules() {
         {"comment-closed", false, "a `//` comment that a `*/` ends early"},
         {"comment-line-end", true, "a comment that took a line end which was needed"},
         {"dropped-character", false, "a character that means nothing"},
+        {"empty-argument", false, "a comma in front of the first argument"},
         {"empty-variable", false, "a variable whose first value is not made of constants"},
         {"foreign-arguments", false, "a call that takes the arguments of its neighbour"},
         {"glued-minus", true, "a minus that belongs to the number behind it"},
@@ -112,6 +125,8 @@ std::vector<Rule> const & lintRules() {
         {"point-argument", false, "a point as an argument, where two may have been meant"},
         {"syntax", true, "what the grammar does not take"},
         {"too-deep", true, "nesting beyond the limits"},
+        {"too-many-findings", true, "findings that are left out, as there are too many"},
+        {"too-many-names", true, "more names than the library has room for"},
         {"undeclared-variable", false, "a variable that no script declares"},
         {"unknown-operator", true, "an operator that the language does not have"},
         {"unknown-state", true, "a `goto` to a state that does not exist"},

@@ -81,6 +81,10 @@ TEST(Lint, FindsWhatTheLanguageDoesInSilence) {
         {"while (n)", "6:1 keyword"},
         {"goto(A)", "6:1 keyword, 6:6 undeclared-variable"},
         {"// a */ n = 2", "6:7 comment-closed"},
+        {"// a\rn = 2", "6:1 comment-line-end"},
+        {"f(, n)", "6:3 empty-argument"},
+        {"if (n =! 2)\n{\n}", "6:8 unknown-operator"},
+        {"if (n) f(n)\n}", "6:1 open-if"},
     };
     for (Case const & one : cases)
         EXPECT_EQ(placesOf(inMethod(one.lines)), one.places) << one.lines;
@@ -108,7 +112,13 @@ TEST(Lint, ExplainsErrorsOfTheGrammar) {
         {"goto", "6:1 syntax"},
         {"goto 5", "6:6 syntax"},
         {"if n", "6:1 keyword"},
+        {"n = 1 2.5", "6:5 syntax"},
+        {"if (n => 2)", "6:7 unknown-operator"},
+        {"m = 1 -- m", "6:7 unknown-operator"},
+        {"# a comment", "6:1 syntax"},
+        {"for (i = 0; i < 3; i++)\n{\n}", "6:1 keyword"},
         {"n = 2 // two\nn = 3", "6:7 comment-line-end"},
+        {"n = 2 // two", "6:7 comment-line-end"},
         {"if (n)\n{\n} // end\nn = 3", "8:3 comment-line-end"},
     };
     for (Case const & one : cases)
@@ -129,21 +139,56 @@ TEST(Lint, FindsWhatIsWrongWithTheWholeScript) {
         {"State A\n{\nMethod M\n{\n}\nState B\n{\n}\n", "6:7 braces, 6:7 unreachable-state"},
         {"Method M\n{\n{\n}\n}\n", "3:1 braces"},
         {"State A {\n}\n", "1:9 syntax"},
-        {"x = 1\ny = 2\n", "1:1 outside-method, 1:1 undeclared-variable, "
-                           "2:1 undeclared-variable"},
-        {"{\nMethod M\n{\n}\n}\n", "1:1 braces, 2:8 outside-method"},
+        {"x = 1\ny = 2\nMethod M\n{\nx = 2\n}\n", "1:1 outside-method, 2:1 outside-method"},
+        {"{\nMethod M\n{\n}\n}\n", "1:1 braces"},
         {"Method M\n{\n}\nMethod M\n{\n}\n", "4:8 hidden"},
         {"x := 1\nx := 2\n", "2:1 hidden"},
         {"State A\n{\n}\nState A\n{\n}\n", "4:7 hidden"},
         {"x := y\n", "1:1 empty-variable, 1:6 undeclared-variable"},
         {"State A\n{\n}\nState B\n{\nMethod M\n{\ngoto C\n}\n}\nState C\n{\n}\n",
-         "4:7 unreachable-state, 11:7 unreachable-state"},
+         "4:7 unreachable-state"},
         {"State A\n{\n}\nState B\n{\n}\nMethod M\n{\ngoto B\n}\n", ""},
         {"x := 1\n/* open\nx := 2", "2:1 open-comment"},
         {"#include gone.inc\n#include \"x.inc\"\n", "1:1 include, 2:1 include"},
+        {"#include 'x.inc'\n#include x/y.inc\n", "1:1 include, 2:1 include"},
     };
     for (Case const & one : cases)
         EXPECT_EQ(placesOf(one.script), one.places) << one.script;
+}
+
+TEST(Lint, TellsOneMistakeOnce) {
+    struct Case {
+        char const * script;
+        char const * places;
+    } const cases[] = {
+        {"\xEF\xBB\xBFx := 1\n", ""},
+        // What a file that is not there, or the rest of the script, would have said.
+        {"#include gone.inc\nMethod M\n{\nx = 1\ngoto B\n}\n", "1:1 include"},
+        {"Method M\n{\n/* open\nx = 1\n}\n", "3:1 open-comment"},
+        // A jump, a header or a declaration in a line that is left out.
+        {"State A\n{\nMethod M\n{\nif (1 <= 2) goto B\n}\n}\nState B\n{\n}\n",
+         "5:7 unknown-operator"},
+        {"State A{\nMethod M\n{\n}\n}\nState B{\nMethod M\n{\ngoto A\n}\n}\n",
+         "1:8 syntax, 6:8 syntax"},
+        {"state A\n{\nMethod M\n{\ngoto A\n}\n}\n", "1:1 keyword"},
+        {"var x = 1\nMethod M\n{\nx = 2\n}\n", "1:1 keyword"},
+        {"Method M\n{\nif (1)\n{\n}\nelse\n{\n}\n}\n", "6:1 keyword"},
+        {"x := 1 2 3\n", "1:10 syntax"},
+    };
+    for (Case const & one : cases)
+        EXPECT_EQ(placesOf(one.script), one.places) << one.script;
+}
+
+TEST(Lint, IsNotOverwhelmedByLargeScripts) {
+    std::string lines = "n = 1 ";
+    for (int i = 0; i < 300000; ++i)
+        lines += "/* */ ";
+    EXPECT_EQ(placesOf(inMethod(lines + "-1")), "6:1800007 glued-minus");
+    std::string states;
+    for (int i = 0; i < 20000; ++i)
+        states += "State S" + std::to_string(i) + "\n{\nMethod M\n{\ngoto S" +
+                  std::to_string((i + 1) % 20000) + "\n}\n}\n";
+    EXPECT_EQ(placesOf(states), "");
 }
 
 TEST(Lint, ReadsIncludesAndTellsThemOnce) {
@@ -168,7 +213,7 @@ TEST(Lint, PrintsAsCompilersDo) {
     Outcome const done = runProgram(folder, {"lint", "x.aut", "--without", "undeclared-variable",
                                              "--without", "dropped-character"});
     EXPECT_EQ(done.status, 1);
-    EXPECT_EQ(done.out, "x.aut:3:8: warning: `1 -2` is the point (1, -2); a difference is written "
+    EXPECT_EQ(done.out, "x.aut:3:8: warning: `1 -2` is the point (1, -2); a subtraction is written "
                         "`1 - 2` [glued-point]\n"
                         "    3 | \tx\xC3\xA4 = 1 -2\n"
                         "      | \t     ^~~~\n");
