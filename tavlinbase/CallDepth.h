@@ -3,6 +3,8 @@
 // on, whichever it was, since they also call each other.
 #pragma once
 
+#include "platform/Stack.h"
+
 #include <cstdint>
 
 namespace Tavlin {
@@ -22,13 +24,16 @@ class CallDepth {
     CallDepth(CallDepth const &) = delete;
     CallDepth & operator=(CallDepth const &) = delete;
 
+    /// The stack of a thread may be smaller than the limit, or mostly used when the run begins.
     bool tooDeep() const {
         std::uintptr_t const now = here();
-        return (now < base_ ? base_ - now : now - base_) > limit;
+        std::uintptr_t const used = now < base_ ? base_ - now : now - base_;
+        return used > limit || (used > unasked && platform::stackIsLow());
     }
 
   private:
     static constexpr std::uintptr_t limit = 1u << 20;
+    static constexpr std::uintptr_t unasked = 1u << 14; // so that flat calls do not ask the system
     static thread_local constinit std::uintptr_t base_;
     static std::uintptr_t here() {
         return reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));

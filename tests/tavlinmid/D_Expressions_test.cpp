@@ -5,6 +5,8 @@
 #include <cmath>
 #include <limits>
 
+#include <pthread.h>
+
 namespace Tavlin {
 
 namespace {
@@ -174,6 +176,21 @@ TEST_F(D_Expressions, ScriptThatCallsItselfWithoutEndIsStopped) {
     VariableRef n;
     ASSERT_TRUE(automat->getVariable("n", n));
     EXPECT_GT(n.asINT(), 100);
+
+    // On a thread whose whole stack is less than scripts may use elsewhere.
+    int const before = n.asINT();
+    pthread_attr_t small;
+    pthread_attr_init(&small);
+    pthread_attr_setstacksize(&small, 512 * 1024);
+    auto const body = [](void * argument) -> void * {
+        send(*static_cast<TRef<Automat> const *>(argument), "Again");
+        return nullptr;
+    };
+    pthread_t thread;
+    ASSERT_EQ(pthread_create(&thread, &small, body, const_cast<TRef<Automat> *>(&automat)), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&small);
+    EXPECT_GT(n.asINT(), before + 10);
 }
 
 TEST_F(D_Expressions, StepNodesChangeTheVariableItself) {
