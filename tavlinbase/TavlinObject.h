@@ -262,8 +262,11 @@ class TObjectCreator : public ObjectCreator {
     explicit TObjectCreator(ipstream & in) : ObjectCreator(in) {}
 
     T * operator->() const { return gcast_cached<T>(ObjectCreator::operator->()); }
-    /// Null also when the object is no T.
-    operator T *() { return gcast_cached<T>(ObjectCreator::operator Object *()); }
+    /// Null also when the object is no T; it is not handed over then.
+    operator T *() {
+        T * const object = operator->();
+        return object ? gcast_cached<T>(ObjectCreator::operator Object *()) : nullptr;
+    }
 };
 
 /// Is told of each object of a class or of the classes derived from it that is registered, from the

@@ -315,6 +315,13 @@ TEST(ObjectCreator, IsEmptyForWhatIsNoObject) {
     TObjectCreator<Thing> typed;
     TRef<Thing> const thing(static_cast<Thing *>(typed));
     EXPECT_TRUE(thing);
+    int const before = Thing::alive;
+    {
+        TObjectCreator<Datum> other(&Thing::metaclass_);
+        EXPECT_EQ(static_cast<Datum *>(other), nullptr);
+        EXPECT_EQ(Thing::alive, before + 1);
+    }
+    EXPECT_EQ(Thing::alive, before) << "what was not handed over ends with its creator";
 }
 
 TEST(ObjectCreator, LoserWaitsForTheEndOfAPause) {

@@ -185,8 +185,8 @@ class WordSizes : public AgentTest {
         for (int i = 0; i < cargo.values.getCount(); ++i) {
             VariableRef const & value = cargo.values.at(i);
             EXPECT_EQ(value.type(), i <= REF ? i : UNDEFINED);
-            if (value.type() != ARRAY)
-                EXPECT_TRUE(value == expected[static_cast<std::size_t>(i)]) << i;
+            EXPECT_TRUE(value.type() == ARRAY || value == expected[static_cast<std::size_t>(i)])
+                << i;
         }
         auto * const array = gcast<WritableVRefArray>(cargo.values.at(ARRAY).asARRAY().pointer());
         ASSERT_TRUE(array);
