@@ -14,7 +14,7 @@ class Voice : public UniqueObject, public IDispatcherImpl {
     void write(opstream & out) override { UniqueObject::write(out); }
     void onFinalRelease() override { Object::onFinalRelease(); }
     void say(VariableRef *, VRefVector * args) {
-        if (args->getCount() > 0 && args->at(0).type() == CHARPTR)
+        if (args && args->getCount() > 0 && args->at(0).type() == CHARPTR)
             std::printf("[%5.2f s] %s\n", Time::GetTime(), args->at(0).asCHARPTR());
     }
 };

@@ -156,13 +156,12 @@ void Snapshot::read(ipstream & in) {
     FinalReleasePause const pause;
     Time::Read(in);
     NameLinkID::FastSceneRead const names(in);
-    ObjectCreator creator(in);
-    scene = TRef<SceneObject>(gcast<SceneObject>(static_cast<Object *>(creator)));
+    TRef<RefCounter> const first = RefCounterRead(in, &SceneObject::metaclass_);
+    scene = TRef<SceneObject>(gcast<SceneObject>(first.pointer()));
     for (unsigned long count = in.readDWord(); count > 0 && in.good(); --count) {
-        ObjectCreator next(in);
-        TRef<AgentShell> const agent(gcast<AgentShell>(static_cast<Object *>(next)));
-        if (agent)
-            agents.push_back(agent);
+        TRef<RefCounter> const next = RefCounterRead(in, &AgentShell::metaclass_);
+        if (auto * const agent = gcast<AgentShell>(next.pointer()))
+            agents.push_back(TRef<AgentShell>(agent));
     }
 }
 

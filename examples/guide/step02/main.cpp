@@ -36,7 +36,8 @@ TRef<Vessel> launch(char const * className) {
     if (!found)
         return nullptr;
     ObjectCreator creator(found);
-    return TRef<Vessel>(gcast<Vessel>(static_cast<Object *>(creator)));
+    TRef<Object> const object(static_cast<Object *>(creator));
+    return TRef<Vessel>(gcast<Vessel>(object.pointer())); // what is no vessel ends here
 }
 
 int main() {

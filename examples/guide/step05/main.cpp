@@ -12,7 +12,6 @@ class Lamp : public AgentComponent {
     TAVLIN_DECLARE_DISPATCHER(Lamp)
   public:
     static NamedTypeInfo g_namedTypeInfo_;
-    Lamp() = default;
     NamedTypeInfo const * getNamedTypeInfo() const override { return &g_namedTypeInfo_; }
 
     void oilLeft(VariableRef * result, VRefVector *) {

@@ -11,7 +11,6 @@ class Lamp : public AgentComponent {
     TAVLIN_DECLARE_DISPATCHER(Lamp)
   public:
     static NamedTypeInfo g_namedTypeInfo_;
-    Lamp() = default;
     NamedTypeInfo const * getNamedTypeInfo() const override { return &g_namedTypeInfo_; }
 
   private:
@@ -25,7 +24,6 @@ class Hull : public AgentComponent {
     TAVLIN_DECLARE_CONNECTIONS(Hull)
   public:
     static NamedTypeInfo g_namedTypeInfo_;
-    Hull() = default;
     NamedTypeInfo const * getNamedTypeInfo() const override { return &g_namedTypeInfo_; }
     void onLinkComplete() override { std::puts("the ship knows the lamp"); }
     void storm(VariableRef *, VRefVector *) { std::puts("the ship reefs her sails"); }

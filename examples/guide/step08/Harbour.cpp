@@ -166,11 +166,11 @@ void Harbour::read(ipstream & in) {
         throw XStrVer("Harbour", 0, version, 0);
     FinalReleasePause const pause; // what is referred to later must not end before
     Time::Read(in);
-    ObjectCreator scene(in);
-    scene_ = TRef<SceneObject>(gcast<SceneObject>(static_cast<Object *>(scene)));
+    TRef<RefCounter> const scene = RefCounterRead(in, &SceneObject::metaclass_);
+    scene_ = TRef<SceneObject>(gcast<SceneObject>(scene.pointer()));
     for (unsigned long left = in.readDWord(); left > 0 && in.good(); --left) {
-        ObjectCreator next(in);
-        if (auto * const agent = gcast<AgentShell>(static_cast<Object *>(next)))
+        TRef<RefCounter> const next = RefCounterRead(in, &AgentShell::metaclass_);
+        if (auto * const agent = gcast<AgentShell>(next.pointer()))
             agents_.push_back(TRef<AgentShell>(agent));
     }
     if (scene_)

@@ -14,7 +14,6 @@ class Lamp : public Tavlin::AgentComponent {
     TAVLIN_DECLARE_DISPATCHER(Lamp)
   public:
     static Tavlin::NamedTypeInfo g_namedTypeInfo_;
-    Lamp() = default;
     Tavlin::NamedTypeInfo const * getNamedTypeInfo() const override { return &g_namedTypeInfo_; }
 
     void oilLeft(Tavlin::VariableRef * result, Tavlin::VRefVector * args);
@@ -38,7 +37,6 @@ class Hull : public Tavlin::AgentComponent {
     TAVLIN_DECLARE_CONNECTIONS(Hull)
   public:
     static Tavlin::NamedTypeInfo g_namedTypeInfo_;
-    Hull() = default;
     Tavlin::NamedTypeInfo const * getNamedTypeInfo() const override { return &g_namedTypeInfo_; }
     float miles() const { return miles_; }
 

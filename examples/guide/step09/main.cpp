@@ -2,6 +2,7 @@
 #include "../step08/Harbour.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <vector>
@@ -28,7 +29,7 @@ std::vector<GString> generationsOf(ResourceFile const & file) {
 bool put(ResourceFile & file, Harbour & harbour) {
     std::vector<GString> const former = generationsOf(file);
     int const number = former.empty() ? 1 : std::atoi(former[0].c_str()) + 1;
-    if (!file.put(&harbour, nameOf(GString::Format("%04d", number)), false))
+    if (!file.put(&harbour, nameOf(GString::Format("%06d", number)), false))
         return false;
     for (std::size_t i = 1; i < former.size(); ++i)
         file.remove(nameOf(former[i]));
@@ -67,7 +68,8 @@ int run(char const * path) {
     for (int generation = 1; generation <= 3; ++generation) {
         harbour.pass();
         harbour.print();
-        put(file, harbour);
+        if (!put(file, harbour))
+            return 1;
         listAfterCrash(path);
         if (!file.flush())
             return 1;

@@ -55,7 +55,6 @@ class Reef : public AgentComponent {
     G_DECLARE_CREATABLE(Reef)
   public:
     static NamedTypeInfo g_namedTypeInfo_;
-    Reef() = default;
     NamedTypeInfo const * getNamedTypeInfo() const override { return &g_namedTypeInfo_; }
 
   protected:
