@@ -38,20 +38,8 @@ struct Name {
     std::size_t end = 0;
 };
 
-Name nameAt(std::string_view bytes, std::size_t at) {
+Name nameOfLength(std::size_t length, std::string_view bytes, std::size_t at) {
     Name name;
-    if (at > bytes.size() || bytes.size() - at < 2)
-        return name;
-    auto const first = static_cast<unsigned char>(bytes[at]);
-    auto const second = static_cast<unsigned char>(bytes[at + 1]);
-    std::size_t length = first | second << 8;
-    if (length == 0xFFFF) {
-        name = {true, false, false, {}, bytes.substr(at, 2), at + 2};
-        return name;
-    }
-    name.swapped = length > greatestName;
-    if (name.swapped)
-        length = first << 8 | second;
     if (length == 0 || length > greatestName || length > bytes.size() - at - 2)
         return name;
     name.text = bytes.substr(at + 2, length);
@@ -67,6 +55,21 @@ Name nameAt(std::string_view bytes, std::size_t at) {
     name.isValid = true;
     name.isPlain = isAscii && isLetter(name.text.front());
     return name;
+}
+
+Name nameAt(std::string_view bytes, std::size_t at) {
+    if (at > bytes.size() || bytes.size() - at < 2)
+        return Name();
+    auto const first = static_cast<unsigned char>(bytes[at]);
+    auto const second = static_cast<unsigned char>(bytes[at + 1]);
+    if (first == 0xFF && second == 0xFF)
+        return {true, false, false, {}, bytes.substr(at, 2), at + 2};
+    Name const name = nameOfLength(first | second << 8, bytes, at);
+    if (name.isValid)
+        return name;
+    Name swapped = nameOfLength(first << 8 | second, bytes, at);
+    swapped.swapped = swapped.isValid;
+    return swapped.isValid ? swapped : name;
 }
 
 std::vector<std::size_t> placesOf(std::string_view pattern, std::string_view bytes) {
@@ -134,8 +137,8 @@ class Scanner {
         std::size_t const start = at + 4 - length;
         Name const front = nameAt(bytes_, start + 4), back = nameAt(bytes_, at + 8);
         bool const isFrontWhole = front.isValid && front.end <= at;
-        bool const areEqual = isFrontWhole && back.isValid && front.raw == back.raw &&
-                              (!front.text.empty() || front.end == at);
+        bool const areEqual =
+            isFrontWhole && has(front.raw, at + 8) && (!front.text.empty() || front.end == at);
         Begin * const begin = findBegin(start, count);
         if (!begin) {
             if (!areEqual || !front.isPlain)

@@ -14,6 +14,7 @@
 
 using Names = std::vector<std::string>;
 using Json = nlohmann::json;
+using namespace std::string_literals;
 
 namespace {
 
@@ -113,6 +114,10 @@ TEST_F(Stream, ShowsWhatStandsInBytesWrittenByHand) {
                          "#3 T::Leaf at 89, 31 bytes, in place\n"
                          "  data at 102, 1 bytes: 2a  *\n"
                          "data at 120, 5 bytes: 1b 5b 31 6d 0a  .[1m.\n");
+    // A length of one character reads as one of 256 in the other order.
+    std::string const swapped = prefix + "\0\x01S"s + suffix;
+    EXPECT_EQ(show(swapped + number(swapped.size(), 4) + "\0\x01S"s).out,
+              "#1 S at 0, 18 bytes, in place, swapped\n");
     // Names are those of a file, and may be made to steer a terminal.
     EXPECT_EQ(show(frame("T::\xC2\x9BX", "")).out, "#1 T::\\xc2\\x9bX at 0, 28 bytes, in place\n");
 }
