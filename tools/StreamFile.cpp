@@ -9,6 +9,7 @@
 #include "persistence/GFlateBufferedIO.h"
 #include "persistence/GMemoryIO.h"
 #include "persistence/HuffmanFormat.h"
+#include "platform/FileSystem.h"
 
 #include <algorithm>
 
@@ -17,6 +18,8 @@ namespace tool {
 namespace {
 
 constexpr std::size_t pieceSize = 65536;
+/// Where it does not occur, there is no resource file.
+constexpr std::string_view sectionMagic = "FBPR";
 constexpr std::size_t greatestSize = 0x7FFFFFFF;
 /// What has to be decompressed to see whether an object begins there.
 constexpr std::size_t leastSight = 7 + 1023;
@@ -29,16 +32,58 @@ constexpr int greatestFailures = 16;
 /// All the bytes, as long as they are as many as positions can tell.
 std::string contentOf(std::string const & name) {
     Source source(name);
+    auto const refuseBeyond = [&](std::int64_t size) {
+        if (size > std::int64_t{greatestSize})
+            throw Failure(NotDone, source.name() + " is too large, " +
+                                       std::to_string(greatestSize) + " bytes are the most");
+    };
+    refuseBeyond(source.size());
     std::string bytes, piece(pieceSize, '\0');
+    bytes.reserve(static_cast<std::size_t>(std::max(source.size(), std::int64_t{})));
     for (long got; (got = source.gread(piece.data(), static_cast<long>(piece.size()))) > 0;) {
         stopIfInterrupted();
         bytes.append(piece, 0, static_cast<std::size_t>(got));
-        if (bytes.size() > greatestSize)
-            throw Failure(NotDone, source.name() + " is too large");
+        refuseBeyond(static_cast<std::int64_t>(bytes.size()));
     }
     source.check();
     return bytes;
 }
+
+/// What comes through a pipe cannot be read anew, as a resource file has to be.
+bool isPassing(std::string const & name) {
+    platform::FileStatus status;
+    return isStandard(name) || (platform::fileStatus(name.c_str(), status) && status.special);
+}
+
+/// Bytes that lie in a file as long as this is there.
+class Spool {
+  public:
+    explicit Spool(std::string const & bytes)
+        : name_(platform::createTemporaryFile(platform::temporaryDirectory().c_str(), "ondrel-")) {
+        GFileIO file;
+        if (name_.empty() ||
+            !file.open(name_.c_str(), GIO::WriteMode, GFileIO::ExistingOnly, GFileIO::ShareNone) ||
+            file.gwrite(bytes.data(), static_cast<long>(bytes.size())) !=
+                static_cast<long>(bytes.size())) {
+            file.close();
+            remove();
+            throw Failure(NotDone, "there is no room for a temporary file");
+        }
+    }
+    ~Spool() { remove(); }
+    Spool(Spool const &) = delete;
+    Spool & operator=(Spool const &) = delete;
+
+    std::string const & name() const { return name_; }
+
+  private:
+    void remove() {
+        if (!name_.empty())
+            platform::removeFile(name_.c_str());
+    }
+
+    std::string const name_;
+};
 
 /// Decompresses a stream that begins at a place of some bytes.
 class Inflater {
@@ -276,25 +321,40 @@ void reportBreaks(ObjectStream const & stream, std::string const & file) {
 
 struct StreamFile::Resources {
     explicit Resources(std::string const & name) : store(name) {}
+    explicit Resources(std::unique_ptr<Spool> bytes)
+        : spool(std::move(bytes)), store(spool->name()) {}
 
+    std::unique_ptr<Spool> const spool; // outlives the store
     Store store;
     std::vector<Entry> entries;
 };
 
 StreamFile::StreamFile(std::string const & name, Inflating inflating)
     : name_(name), inflating_(inflating) {
-    if (!isStandard(name) && inflating == Inflating::Find) {
-        auto resources = std::make_unique<Resources>(name);
-        Store::Content const content = resources->store.content();
-        if (content == Store::Content::NoDirectory)
-            resources->store.requireDirectory();
-        if (content == Store::Content::Whole) {
-            resources->entries = resources->store.entries();
-            store_ = std::move(resources);
-            return;
-        }
-    }
+    bool const mayHold = inflating == Inflating::Find;
+    bool const passes = isPassing(name);
+    if (mayHold && !passes && take(std::make_unique<Resources>(name)))
+        return;
     content_ = contentOf(name);
+    if (mayHold && passes && content_.find(sectionMagic) != content_.npos &&
+        take(std::make_unique<Resources>(std::make_unique<Spool>(content_))))
+        content_ = std::string();
+}
+
+/// False when it is no resource file.
+bool StreamFile::take(std::unique_ptr<Resources> resources) {
+    Store::Content const content = resources->store.content();
+    if (content == Store::Content::NoDirectory) {
+        if (resources->spool)
+            throw Failure(Damaged, "standard input is a resource file, but has no directory that "
+                                   "can be read");
+        resources->store.requireDirectory();
+    }
+    if (content != Store::Content::Whole)
+        return false;
+    resources->entries = resources->store.entries();
+    store_ = std::move(resources);
+    return true;
 }
 
 StreamFile::~StreamFile() = default;

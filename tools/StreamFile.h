@@ -70,6 +70,8 @@ class StreamFile {
   private:
     struct Resources;
 
+    bool take(std::unique_ptr<Resources> resources);
+
     std::string name_;
     Inflating inflating_;
     std::string content_;
