@@ -7,6 +7,7 @@
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <map>
 
 namespace tool {
@@ -17,7 +18,7 @@ namespace {
 //   b byte   d dword   f float   s text   n name   N dword count and names
 //   p pointer   P dword count and pointers   v value   V dword count and values
 //   R dword count, and a name and a pointer each   A the components of an agent
-//   g name of a file
+//   g name of a file   r object that may be one of a library   S dword count and such objects
 // and what the classes have in common:
 //   O object   U interface   M member with a name   L links   T node of a tree
 //   C component   E expression
@@ -40,7 +41,20 @@ std::map<std::string_view, char const *> const & layouts() {
         {"Tavlin::BookMark", "0gn"},
         {"Tavlin::IBookMark", "0Upd"},
         {"Tavlin::INamedObjectImpl", "0Us"},
+        {"Tavlin::IRemovableNamedObject", "0Us"},
         {"Tavlin::IObjectContainer", "U0P"},
+        {"Tavlin::HandlerCollectionObject", "0OS"},
+        {"Tavlin::SimpleDispatcherFunctionGroup", "30OSUn"},
+        {"Tavlin::SimpleDispatcher", "1OUS"},
+        {"Tavlin::Instruction", "2Od"},
+        {"Tavlin::InstructionList", "O0P"},
+        {"Tavlin::InstructionData", "O0s"},
+        {"Tavlin::SetDataInstruction", "2Od1r"},
+        {"Tavlin::ProcedureInstruction", "2Od2p"},
+        {"Tavlin::IInstructionList", "U"},
+        {"Tavlin::IProcedureList", "U"},
+        {"Tavlin::ComplexObjectModifier", "00OP"},
+        {"Tavlin::MAddInterface", "00Os"},
         {"Tavlin::WritableVRefArray", "0O0UV"},
         {"Tavlin::VRefChannel", "0dpnp"},
         {"Tavlin::VRefObjectChannel", "0O0dpnpU"},
@@ -62,6 +76,7 @@ std::map<std::string_view, char const *> const & layouts() {
         {"Tavlin::D_Me", "E0"},
         {"Tavlin::D_Event", "E0n"},
         {"Tavlin::D_Variable", "E00n"},
+        {"Tavlin::D_Array", "E00nddd"},
     };
     return table;
 }
@@ -83,6 +98,8 @@ char const * layoutOf(std::string_view name) {
 constexpr std::string_view link("\0\0\0\0", 4);
 constexpr std::size_t linkSize = link.size();
 constexpr std::uint64_t effortPerByte = 16;
+/// How many components of an agent may be those of a library.
+constexpr int greatestMarks = 64;
 
 template <class Real>
 std::string shortest(Real number) {
@@ -121,9 +138,14 @@ void NameDump::search(std::size_t begin, std::size_t end) {
 }
 
 std::size_t NameDump::dumpAt(std::size_t at, std::size_t end) {
-    std::size_t const size = littleEndianAt(bytes_, at);
     std::size_t const begin = at + 4;
-    if (size < linkSize + 2 || size > end - begin)
+    auto const isPossible = [&](std::size_t size) {
+        return size >= linkSize + 2 && size <= end - begin;
+    };
+    std::uint32_t size = littleEndianAt(bytes_, at);
+    if (!isPossible(size))
+        size = size << 24 | (size & 0xFF00) << 8 | (size >> 8 & 0xFF00) | size >> 24;
+    if (!isPossible(size))
         return at;
     std::size_t name = begin;
     while (name < begin + size) {
@@ -230,6 +252,21 @@ std::optional<std::string> FrameReader::name() {
         fail();
     }
     return good_ ? lastName : std::nullopt;
+}
+
+std::string FrameReader::file() {
+    std::string name;
+    byte();
+    for (unsigned char tag; (tag = byte()) != 0 && good_;) {
+        constexpr std::string_view separators[] = {"\\", ".", "..\\"};
+        if (tag <= std::size(separators))
+            name += separators[tag - 1];
+        else if (tag == 4)
+            name += text().value_or("");
+        else
+            fail();
+    }
+    return name;
 }
 
 Reference FrameReader::pointer() {
@@ -393,10 +430,13 @@ void FrameReader::readPiece(char piece) {
             repeat([this] { read("np"); });
             break;
         case 'g':
-            byte();
-            for (unsigned char tag; (tag = byte()) != 0 && good_;)
-                if (tag == 4)
-                    text();
+            file();
+            break;
+        case 'r':
+            readResource();
+            break;
+        case 'S':
+            repeat([this] { readResource(); });
             break;
         case 'L':
             read("0");
@@ -430,27 +470,62 @@ void FrameReader::readPiece(char piece) {
     }
 }
 
-/// Each may be a bookmark of a library. Behind it stands nothing, or a byte that tells whether the
-/// object has put data of its own there, whose length nobody knows.
+/// An object of a library stands there as its bookmark, behind which it may have put data of its
+/// own, whose length nobody knows: so nothing is told of what is written so.
+void FrameReader::readResource() {
+    if (byte() != 0)
+        fail();
+    pointer();
+}
+
+/// Behind each stands how many are left. Behind a bookmark of a library this finds the next one.
 void FrameReader::readComponents() {
-    std::uint32_t const count = dword();
-    for (std::uint32_t left = count; left > 0 && good_; --left) {
+    effort_ = effortPerByte * (frame_.dataEnd - frame_.data);
+    if (!readComponents(dword(), 0))
+        fail();
+}
+
+bool FrameReader::readComponents(std::uint32_t left, int marks) {
+    for (; left > 0; --left) {
         unsigned char const isMark = byte();
         pointer();
-        if (isMark > 1)
-            fail();
-        // Behind the last one, where the number is 0 as well, what is left decides.
-        if (isMark == 1 && good_) {
-            std::size_t const before = at_, afterLast = frame_.dataEnd - at_;
-            bool const isShared = left > 1 ? dword() == left - 1 : afterLast == 5;
-            at_ = before;
-            good_ = true;
-            if (!isShared)
-                read("0");
-        }
-        if (dword() != left - 1)
-            fail();
+        if (!good_ || isMark > 1)
+            return false;
+        if (isMark == 1)
+            return readBehindMark(left, marks + 1);
+        if (dword() != left - 1 || !good_)
+            return false;
     }
+    // One byte is behind the last one.
+    return good_ && (marks == 0 || frame_.dataEnd - at_ == 1);
+}
+
+/// The next component stands where the rest can be read up to the end of the agent: at once, behind
+/// a 0, or behind a 1 and data of any length.
+bool FrameReader::readBehindMark(std::uint32_t left, int marks) {
+    std::size_t const mark = at_, count = references_.size();
+    std::size_t child = child_;
+    bool const isNext =
+        mark < frame_.dataEnd && (child >= frame_.next || frames_[child].head() > mark);
+    auto const dynamic = static_cast<unsigned char>(isNext ? bytes_[mark] : 2);
+    for (std::size_t at = mark; at < frame_.dataEnd && marks < greatestMarks && effort_ > 0;) {
+        --effort_;
+        at_ = at;
+        child_ = child;
+        good_ = true;
+        if (dword() == left - 1 && good_ && readComponents(left - 1, marks))
+            return true;
+        references_.resize(count);
+        if (dynamic > 1 || (dynamic == 0 && at > mark))
+            break;
+        ++at;
+        while (child < frame_.next && at > frames_[child].head()) {
+            at = frames_[child].end;
+            child = frames_[child].next;
+        }
+    }
+    good_ = false;
+    return false;
 }
 
 std::optional<std::vector<Reference>> referencesOf(ObjectStream const & stream, std::size_t part,

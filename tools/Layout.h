@@ -74,6 +74,8 @@ class FrameReader {
     std::optional<std::string> text();
     /// Null for a null name.
     std::optional<std::string> name();
+    /// The name of a file.
+    std::string file();
     Reference pointer();
     SavedValue value();
 
@@ -91,7 +93,10 @@ class FrameReader {
     std::uint64_t number(std::size_t size);
     std::string_view take(std::size_t count);
     void readPiece(char piece);
+    void readResource();
     void readComponents();
+    bool readComponents(std::uint32_t left, int marks);
+    bool readBehindMark(std::uint32_t left, int marks);
 
     std::string_view bytes_;
     std::vector<Frame> const & frames_;
@@ -102,6 +107,7 @@ class FrameReader {
     std::size_t at_;
     bool good_ = true;
     std::vector<Reference> references_;
+    std::uint64_t effort_ = 0; // left for what has to be tried
 };
 
 /// All references in the data of a frame, by the layout of its class; nothing when the class is not

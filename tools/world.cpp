@@ -32,6 +32,14 @@ struct SavedVariable {
     SavedValue value;
 };
 
+/// Of an inventory.
+struct SavedSlot {
+    std::string name;
+    std::vector<std::uint32_t> items;
+    /// That these are all of them.
+    bool isKnown = false;
+};
+
 struct SavedComponent {
     std::uint32_t number = 0;
     std::string className;
@@ -42,6 +50,9 @@ struct SavedComponent {
     std::optional<std::string> state;
     std::vector<SavedVariable> variables;
     Reference inherited;
+    /// Of an object of a library: the file, and its name is that in the library.
+    std::optional<std::string> library;
+    std::vector<SavedSlot> slots;
     /// Why it is not told further.
     std::string problem;
 };
@@ -67,6 +78,8 @@ struct Definition {
 
 char const * const shellClass = "Tavlin::AgentShell";
 char const * const automatClass = "Tavlin::Automat";
+char const * const markClass = "Tavlin::BookMark";
+char const * const damaged = "is damaged, or of another version";
 
 /// Reads the known objects of one stream.
 class World {
@@ -136,7 +149,7 @@ class World {
         if (reader.isDone())
             agent.running = running != 0;
         else
-            agent.problem = "is damaged, or of another version, or has parts of a library";
+            agent.problem = damaged;
         std::vector<Reference> const & references = reader.references();
         for (std::size_t i = before; i < references.size(); ++i)
             agent.components.push_back(readComponent(references[i].number));
@@ -163,6 +176,12 @@ class World {
             readAutomat(place, component);
             return component;
         }
+        if (frame->name == markClass) {
+            readMark(place, component);
+            return component;
+        }
+        if (frame->name == "Tavlin::AgentInventory")
+            readSlots(place, component);
         // A class of the host begins with a byte of its own, then with what all components write.
         for (std::size_t const own : {0, 1}) {
             FrameReader reader = readerAt(place);
@@ -183,6 +202,57 @@ class World {
         component.name = name;
         component.priority = priority;
         return true;
+    }
+
+    void readMark(ObjectStream::Place place, SavedComponent & component) const {
+        FrameReader reader = readerAt(place);
+        reader.read("0");
+        std::string const file = reader.file();
+        std::string const name = reader.name().value_or("");
+        if (!reader.isDone()) {
+            component.problem = damaged;
+            return;
+        }
+        component.library = file;
+        component.name = name;
+    }
+
+    void readSlots(ObjectStream::Place place, SavedComponent & component) const {
+        FrameReader reader = readerAt(place);
+        reader.read("0C");
+        std::size_t const before = reader.references().size();
+        reader.read("P");
+        if (!reader.isDone())
+            component.problem = damaged;
+        for (std::size_t i = before; i < reader.references().size(); ++i)
+            component.slots.push_back(readSlot(reader.references()[i].number));
+    }
+
+    /// A class of the host's is read as that of a component is.
+    SavedSlot readSlot(std::uint32_t number) const {
+        SavedSlot slot;
+        if (!stream_.object(number))
+            return slot;
+        ObjectStream::Place const place = stream_.objects[number - 1];
+        bool const isSingle = classOf(number) == "Tavlin::InventorySingleSlot";
+        for (std::size_t const own : {0, 1}) {
+            FrameReader reader = readerAt(place);
+            reader.skip(own);
+            reader.read("00");
+            std::string name;
+            readNode(reader, name);
+            if (!reader.isGood())
+                continue;
+            slot.name = name;
+            std::size_t const before = reader.references().size();
+            reader.read(isSingle ? "p" : "P");
+            slot.isKnown = reader.isDone();
+            for (std::size_t i = before; slot.isKnown && i < reader.references().size(); ++i)
+                if (std::uint32_t const item = reader.references()[i].number)
+                    slot.items.push_back(item);
+            break;
+        }
+        return slot;
     }
 
     void readAutomat(ObjectStream::Place place, SavedComponent & component) {
@@ -206,7 +276,7 @@ class World {
             component.variables.push_back(variable);
         }
         if (!reader.isDone())
-            component.problem = "is damaged, or of another version";
+            component.problem = damaged;
     }
 
     std::optional<std::string> nameOfState(std::uint32_t number) const {
@@ -261,21 +331,42 @@ std::string shown(World const & world, SavedValue const & value) {
                                                                                   : text;
 }
 
-void print(World const & world, SavedComponent const & component) {
-    std::printf("  %s", shown(world, component.number).c_str());
-    if (!component.name.empty())
-        std::printf(" %s", escaped(component.name).c_str());
-    if (component.priority)
-        std::printf(", priority %g", double{*component.priority});
+void print(World const & world, SavedSlot const & slot) {
+    std::printf("    slot %s:", escaped(slot.name).c_str());
+    char const * separator = " ";
+    if (!slot.isKnown)
+        std::printf(" ?");
+    else if (slot.items.empty())
+        std::printf(" nothing");
+    for (std::uint32_t const number : slot.items) {
+        std::printf("%s%s", separator, shown(world, number).c_str());
+        separator = ", ";
+    }
     std::putchar('\n');
-    if (!component.isAutomat)
-        return;
+}
+
+void printScript(World const & world, SavedComponent const & component) {
     std::printf("    state %s\n", component.state ? escaped(*component.state).c_str() : "none");
     for (SavedVariable const & variable : component.variables)
         std::printf("    %s = %s (%s)\n", escaped(variable.name).c_str(),
                     shown(world, variable.value).c_str(), variable.value.type);
     if (component.inherited.number)
         std::printf("    inherits %s\n", shown(world, component.inherited.number).c_str());
+}
+
+void print(World const & world, SavedComponent const & component) {
+    std::printf("  %s", shown(world, component.number).c_str());
+    if (!component.name.empty())
+        std::printf(" %s", escaped(component.name).c_str());
+    if (component.library)
+        std::printf(" of library %s", escaped(*component.library).c_str());
+    if (component.priority)
+        std::printf(", priority %g", double{*component.priority});
+    std::putchar('\n');
+    for (SavedSlot const & slot : component.slots)
+        print(world, slot);
+    if (component.isAutomat)
+        printScript(world, component);
     if (!component.problem.empty())
         std::printf("    ! %s\n", component.problem.c_str());
 }
@@ -293,8 +384,7 @@ void print(World const & world, SavedAgent const & agent) {
         std::printf("  ! %s\n", agent.problem.c_str());
 }
 
-void addReference(Json & json, World const & world, char const * key, std::uint32_t number) {
-    json.key(key);
+void addObject(Json & json, World const & world, std::uint32_t number) {
     if (!number)
         json.null();
     else
@@ -302,6 +392,11 @@ void addReference(Json & json, World const & world, char const * key, std::uint3
             .member("class", world.classOf(number))
             .member("number", std::int64_t{number})
             .endObject();
+}
+
+void addReference(Json & json, World const & world, char const * key, std::uint32_t number) {
+    json.key(key);
+    addObject(json, world, number);
 }
 
 void add(Json & json, World const & world, SavedVariable const & variable) {
@@ -321,6 +416,13 @@ void add(Json & json, World const & world, SavedVariable const & variable) {
     json.endObject();
 }
 
+void add(Json & json, World const & world, SavedSlot const & slot) {
+    json.beginObject().member("name", slot.name).key("items").beginArray();
+    for (std::uint32_t const number : slot.items)
+        addObject(json, world, number);
+    json.endArray().member("known", slot.isKnown).endObject();
+}
+
 void add(Json & json, World const & world, SavedComponent const & component) {
     json.beginObject().member("class", component.className);
     json.member("number", std::int64_t{component.number}).member("name", component.name);
@@ -336,6 +438,14 @@ void add(Json & json, World const & world, SavedComponent const & component) {
         json.key("variables").beginArray();
         for (SavedVariable const & variable : component.variables)
             add(json, world, variable);
+        json.endArray();
+    }
+    if (component.library)
+        json.member("library", *component.library);
+    if (component.className == "Tavlin::AgentInventory") {
+        json.key("slots").beginArray();
+        for (SavedSlot const & slot : component.slots)
+            add(json, world, slot);
         json.endArray();
     }
     if (!component.problem.empty())

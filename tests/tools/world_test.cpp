@@ -29,6 +29,25 @@ class Body : public AgentComponent {
     void onFinalRelease() override { Object::onFinalRelease(); }
 };
 
+/// A component that comes from a library and has data of its own there, among it an object and what
+/// could be the number behind a component.
+class Stock : public AgentComponent, public IDynamicDataReadWrite {
+    G_DECLARE_CREATABLE(Stock)
+  public:
+    NamedTypeInfo const * getNamedTypeInfo() const override { return nullptr; }
+    void read(ipstream & in) override { AgentComponent::read(in); }
+    void write(opstream & out) override { AgentComponent::write(out); }
+    void readDynamic(ipstream &) override {}
+    void writeDynamic(opstream & out) override {
+        for (int number = 0; number < 6; ++number)
+            out << number;
+        TRef<BookMark> const other(new BookMark(GFile("other"), NameLinkID("other")));
+        RefCounterWrite(out, TRef<RefCounter>(other.pointer()));
+        out << 7;
+    }
+    void onFinalRelease() override { Object::onFinalRelease(); }
+};
+
 /// What a host saves. Its parts stand in objects that the program does not know.
 class Save : public GStreamable {
     G_DECLARE_CREATABLE(Save)
@@ -48,6 +67,7 @@ class Save : public GStreamable {
 };
 
 G_DEFINE_CREATABLE(Body, "Test::Body", AgentComponent)
+G_DEFINE_CREATABLE(Stock, "Test::Stock", AgentComponent, IDynamicDataReadWrite)
 G_DEFINE_CREATABLE(Save, "Test::Save", GStreamable)
 
 char const * const script = "count := 3\nspeed := 2.5\nword := \"\"\nmood := 'calm'\n"
@@ -93,6 +113,16 @@ class SavedWorld : public testing::Test {
         automat->setInheritedObject(TRef<Object>(body.pointer()));
         automats.push_back(automat);
         save.agents.push_back(agent);
+    }
+
+    /// To the first agent. A shared one has no data of its own.
+    void addOfLibrary(TRef<AgentComponent> const & component, char const * name, bool isShared,
+                      float priority) {
+        auto * const mark = new IBookMark;
+        mark->setPath(GFile("goods.lib"), NameLinkID(name));
+        mark->setFlags(isShared ? IBookMark::Shared : 0);
+        component->addInterface(TRef<AUnknown>(mark));
+        save.agents[0]->addComponent(component, priority);
     }
 
     Outcome world(Names arguments) const {
@@ -166,6 +196,37 @@ TEST_F(SavedWorld, IsShownOutOfAPlainStream) {
     EXPECT_EQ(json({"empty"})["agents"].size(), 0u);
 }
 
+TEST_F(SavedWorld, GoesOnBehindComponentsOfALibrary) {
+    TRef<AgentComponent> const body(new Body);
+    auto const stock = [] { return TRef<AgentComponent>(new Stock); };
+    // Others before, between and behind the ones that were there, whose priorities are 0.25, 0.75.
+    addOfLibrary(stock(), "shared", true, 0.1f);
+    addOfLibrary(stock(), "with data", false, 0.5f);
+    addOfLibrary(body, "without", false, 0.6f);
+    for (bool const isShared : {true, false}) {
+        addOfLibrary(stock(), "last", isShared, isShared ? 0.8f : 0.9f);
+        {
+            ofpstream out(directory.name("s").c_str(), GIO::WriteMode, GFileIO::CreateAndTruncate,
+                          GFileIO::ShareNone);
+            out.writePointer(&save);
+        }
+        Json const agent = json({"s"})["agents"][0];
+        Names names;
+        for (Json const & component : agent["components"]) {
+            names.push_back(component["name"]);
+            EXPECT_EQ(component.value("library", "none"),
+                      component["class"] == "Tavlin::BookMark" ? "goods.lib" : "none");
+        }
+        Names wanted{"shared", "Frame", "with data", "without", "", "last"};
+        if (!isShared)
+            wanted.push_back("last");
+        EXPECT_EQ(names, wanted) << agent;
+        EXPECT_EQ(valueOf(agent["components"][4], "count"), 41);
+        EXPECT_EQ(agent["running"], false);
+        EXPECT_FALSE(agent.contains("problem")) << agent;
+    }
+}
+
 TEST_F(SavedWorld, ShowsTheLastGenerationOrTheOneAskedFor) {
     {
         ResourceFile file(directory.name("s").c_str(), GIO::ReadWriteMode);
@@ -183,6 +244,9 @@ TEST_F(SavedWorld, ShowsTheLastGenerationOrTheOneAskedFor) {
     };
     EXPECT_EQ(count({"s"}), 10);
     EXPECT_EQ(count({"s", "--generation", "save9"}), 9);
+    Outcome const piped = runProgram(directory, {"world", "-"}, directory.content("s"));
+    EXPECT_EQ(piped.status, 0) << piped.err;
+    EXPECT_EQ(piped.out, world({"s"}).out);
     EXPECT_EQ(count({"s", "--generation", "worlds/save9,World"}), 9);
     EXPECT_EQ(json({"s", "--generation", "save99"})["agents"].size(), 0u);
     EXPECT_EQ(world({"s", "--generation", "save"}).status, 3);
@@ -226,7 +290,10 @@ TEST(SavedObjects, OfTheLibraryAreKnown) {
     std::istringstream names(
         "AgentShell Automat AgentInventory InventorySingleSlot InventoryMultiSlot "
         "DispObjectRegistrar BookMark IBookMark INamedObjectImpl IObjectContainer "
-        "WritableVRefArray VRefChannel VRefObjectChannel D_Automat D_State D_Block "
+        "IRemovableNamedObject SimpleDispatcher SimpleDispatcherFunctionGroup "
+        "HandlerCollectionObject Instruction InstructionList InstructionData SetDataInstruction "
+        "ProcedureInstruction IInstructionList IProcedureList ComplexObjectModifier MAddInterface "
+        "WritableVRefArray VRefChannel VRefObjectChannel D_Array D_Automat D_State D_Block "
         "D_Method D_Condition D_Out D_InvokeOut D_Assign D_Not D_Increment "
         "D_Decrement D_Function D_DoAfter D_Constant D_Me D_Event D_Variable D_Or "
         "D_IsNotEqual");
@@ -263,6 +330,7 @@ TEST(SavedVillage, IsShownWithoutItsClasses) {
                    ONDREL_VILLAGE);
     ASSERT_EQ(made.status, 0) << made.err;
     std::set<std::string> generations;
+    int loaves = 0;
     for (char const * const generation : {"", "000002", "000003", "000004"}) {
         Names arguments = {"world", "kept/village.world", "--json"};
         if (*generation)
@@ -276,7 +344,16 @@ TEST(SavedVillage, IsShownWithoutItsClasses) {
             names.push_back(agent["name"]);
             ASSERT_EQ(agent["components"].size(), 3u);
             EXPECT_EQ(agent["components"][0]["class"], "Village::Villager");
-            EXPECT_EQ(agent["components"][1]["name"], "Goods");
+            Json const & goods = agent["components"][1];
+            EXPECT_EQ(goods["name"], "Goods");
+            ASSERT_EQ(goods["slots"].size(), 2u) << goods;
+            EXPECT_EQ(goods["slots"][0]["name"], "Basket") << "of a class of the host's";
+            EXPECT_EQ(goods["slots"][1]["name"], "Hand");
+            for (Json const & slot : goods["slots"]) {
+                EXPECT_EQ(slot["known"], true) << slot;
+                for (Json const & item : slot["items"])
+                    loaves += item["class"] == "Village::Loaf";
+            }
             Json const & automat = agent["components"][2];
             EXPECT_TRUE(automat["state"].is_string()) << automat;
             EXPECT_TRUE(valueOf(automat, "hunger").is_number_float()) << automat;
@@ -285,6 +362,7 @@ TEST(SavedVillage, IsShownWithoutItsClasses) {
         EXPECT_EQ(names, (Names{"Anna", "Boris", "Clara", "Dmitri"}));
         EXPECT_EQ(tree["scene"].size(), 5u);
     }
+    EXPECT_GT(loaves, 0);
     EXPECT_EQ(generations.size(), 3u) << "the newest one is one of them";
     Outcome const stream = runProgram(directory, {"stream", "kept/village.world", "--json"});
     EXPECT_EQ(stream.status, 0) << stream.err;
