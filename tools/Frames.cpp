@@ -123,6 +123,8 @@ class Scanner {
             if (!fit(at, count))
                 suffixes_[kept++] = at;
         suffixes_.resize(kept);
+        suffixes_.insert(suffixes_.end(), displaced_.begin(), displaced_.end());
+        std::sort(suffixes_.begin(), suffixes_.end());
         std::inplace_merge(begins_.begin(), begins_.begin() + static_cast<std::ptrdiff_t>(count),
                            begins_.end(),
                            [](Begin const & a, Begin const & b) { return a.at < b.at; });
@@ -148,15 +150,20 @@ class Scanner {
         }
         if (areEqual) {
             // The first one that fits is the one at which a reader ends that skips the object.
-            if (begin->fault != Fault::None)
-                *begin = {start, at, Fault::None};
+            if (begin->fault == Fault::None)
+                return true;
+            if (begin->suffix != unknown)
+                displaced_.push_back(begin->suffix);
+            *begin = {start, at, Fault::None};
             return true;
         }
         if (!(isFrontWhole && front.isPlain) && !back.isPlain)
             return false;
         bool const isCut = isFrontWhole && bytes_.size() - (at + 8) < front.raw.size();
-        if (begin->suffix == unknown)
-            *begin = {start, at, isCut ? Fault::CutOff : Fault::Names};
+        // Otherwise its length is damaged, and leads to another object by chance.
+        if (begin->suffix != unknown)
+            return false;
+        *begin = {start, at, isCut ? Fault::CutOff : Fault::Names};
         return true;
     }
 
@@ -330,6 +337,7 @@ class Scanner {
     std::string_view const bytes_;
     std::vector<Begin> begins_;
     std::vector<std::size_t> suffixes_;
+    std::vector<std::size_t> displaced_; // by others that fit better
     FrameTree tree_;
     std::vector<std::size_t> open_;  // indices of frames
     std::vector<std::size_t> ended_; // places in open_ of those whose ends are known

@@ -157,7 +157,8 @@ TEST_F(Stream, TellsTheByteAtWhichItBreaks) {
         char const * text;
         std::size_t objects;
     };
-    std::string lost = good, grown = good;
+    std::string lost = good, grown = good, led = good;
+    led[91] = 90;
     lost.replace(35, 18, 18, '\0');
     grown.insert(33, "12345");
     std::size_t const end = good.size();
@@ -166,6 +167,7 @@ TEST_F(Stream, TellsTheByteAtWhichItBreaks) {
         {"cut in data", good.substr(0, 33), 33, "cut off", 2},
         {"cut behind a first name", good.substr(0, 32), 32, "cut off", 2},
         {"length", flip(39), 39, "the length is 53, but 21 bytes stand there", 3},
+        {"length that leads to another prefix", led, 91, "the length is 90, but 17 bytes", 3},
         {"name at the end", flip(47), 47, "differs from the one in front, at byte 26", 3},
         {"name in front", flip(27), 48, "differs from the one in front, at byte 27", 3},
         {"length of the name in front", flip(23), 22, "one at the end, at byte 43", 3},
