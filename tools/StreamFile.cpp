@@ -12,6 +12,7 @@
 #include "platform/FileSystem.h"
 
 #include <algorithm>
+#include <map>
 
 namespace tool {
 
@@ -299,21 +300,25 @@ ObjectStream streamOf(std::string bytes, Inflating inflating) {
 void reportBreaks(ObjectStream const & stream, std::string const & file) {
     constexpr std::size_t greatestCount = 10;
     std::size_t count = 0;
-    std::string const where =
-        file + (stream.resource.empty() ? std::string() : " " + stream.resource);
+    std::string const where = (isStandard(file) ? "standard input" : file) +
+                              (stream.resource.empty() ? std::string() : " " + stream.resource);
     auto const report = [&](std::string const & text) {
         if (++count <= greatestCount)
             std::fprintf(stderr, "ondrel: %s: %s\n", where.c_str(), text.c_str());
     };
     for (StreamPart const & part : stream.parts) {
-        for (Frame const & frame : part.tree.frames)
-            if (frame.fault != Frame::Fault::None)
-                report("at byte " + std::to_string(frame.faultAt) + ": " +
-                       faultText(frame, part.bytes()));
-        for (std::size_t const at : part.tree.strays)
-            report("at byte " + std::to_string(at) + ": a suffix without a prefix");
         if (!part.problem.empty())
             report(part.problem);
+        // In their order, since the first one may have brought about all the others.
+        std::multimap<std::size_t, Frame const *> breaks;
+        for (Frame const & frame : part.tree.frames)
+            if (frame.fault != Frame::Fault::None)
+                breaks.emplace(frame.faultAt, &frame);
+        for (std::size_t const at : part.tree.strays)
+            breaks.emplace(at, nullptr);
+        for (auto const & [at, frame] : breaks)
+            report("at byte " + std::to_string(at) + ": " +
+                   (frame ? faultText(*frame, part.bytes()) : "a suffix without a prefix"));
     }
     if (count > greatestCount)
         std::fprintf(stderr, "ondrel: %s: %zu breaks more\n", where.c_str(), count - greatestCount);

@@ -508,8 +508,9 @@ bool isNamed(std::string const & address, std::string const & generation) {
     return address == generation || address.substr(name, address.rfind(',') - name) == generation;
 }
 
-/// The last generation, or the one that was asked for.
-ObjectStream choose(StreamFile & file, Options const & options) {
+/// The last generation, or the one that was asked for. One that is so damaged that no agents are
+/// left in it is told, as it may have been the last.
+ObjectStream choose(StreamFile & file, Options const & options, int & status) {
     if (!file.isResourceFile()) {
         if (!options.generation.empty())
             throw Failure(NotDone, options.file + " is no resource file, so has no generations");
@@ -524,10 +525,15 @@ ObjectStream choose(StreamFile & file, Options const & options) {
         ObjectStream stream = file.read(address);
         if (!options.generation.empty() || holdsAgents(stream))
             return stream;
+        if (!stream.isSound()) {
+            reportBreaks(stream, options.file);
+            status = Damaged;
+        }
     }
-    throw Failure(NotDone, options.generation.empty()
-                               ? options.file + " holds no agents"
-                               : options.file + " has no generation " + options.generation);
+    throw Failure(status == Damaged ? Damaged : NotDone,
+                  options.generation.empty()
+                      ? options.file + " holds no agents"
+                      : options.file + " has no generation " + options.generation);
 }
 
 bool isWanted(Options const & options, SavedAgent const & agent) {
@@ -571,7 +577,7 @@ void addAll(World const & world, ObjectStream const & stream, Options const & op
 
 void run(Options const & options, int & status) {
     StreamFile file(options.file, Inflating::Find);
-    ObjectStream const stream = choose(file, options);
+    ObjectStream const stream = choose(file, options, status);
     World const world(stream);
     for (std::string const & name : options.agents)
         if (std::none_of(world.agents().begin(), world.agents().end(),

@@ -250,6 +250,20 @@ TEST_F(SavedWorld, ShowsTheLastGenerationOrTheOneAskedFor) {
     EXPECT_EQ(count({"s", "--generation", "worlds/save9,World"}), 9);
     EXPECT_EQ(json({"s", "--generation", "save99"})["agents"].size(), 0u);
     EXPECT_EQ(world({"s", "--generation", "save"}).status, 3);
+
+    // An older one is not shown in silence.
+    std::string bytes = directory.content("s");
+    std::string const stored =
+        runProgram(directory, {"pack", "get", "--stored", "s", "worlds/save10,World", "-o", "-"})
+            .out;
+    std::size_t const block = bytes.find(stored);
+    ASSERT_LT(block, bytes.size());
+    bytes.replace(block, 30, 30, '\xFF');
+    directory.put("s", bytes);
+    Outcome const older = world({"s"});
+    EXPECT_EQ(older.status, 2);
+    EXPECT_EQ(older.out.find("worlds/save9,World\n"), 0u) << older.out;
+    EXPECT_NE(older.err.find("worlds/save10,World: "), std::string::npos) << older.err;
 }
 
 TEST_F(SavedWorld, ShowsWhatDamageHasLeft) {
