@@ -61,8 +61,8 @@ class TRefVector {
         limit_ = limit;
     }
 
-    /// Doubles a vector of some size that is full: for readers of streams, whose counts are not to
-    /// be trusted with an allocation, but may be true.
+    /// Doubles a vector of some size that is full: for readers of streams and scripts, which may be
+    /// large but are not to be trusted with an allocation.
     void expand() {
         if (count_ == limit_ && count_ >= 16)
             setLimit(2 * count_);

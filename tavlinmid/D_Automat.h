@@ -27,8 +27,14 @@ class ONDREL_API D_Automat : public UniqueObject, public IDispatcher::Info {
     /// null; must outlive the call.
     bool load(char const * path, AutomatObserver * observer);
 
-    void insertMethod(TRef<D_Method> const & method) { methods_.insert(method); }
-    void insertState(TRef<D_State> const & state) { states_.insert(state); }
+    void insertMethod(TRef<D_Method> const & method) {
+        methods_.expand();
+        methods_.insert(method);
+    }
+    void insertState(TRef<D_State> const & state) {
+        states_.expand();
+        states_.insert(state);
+    }
     /// State `index`, unchecked.
     TRef<D_State> getState(int index) const { return states_.at(index); }
     TRefVector<D_State> getStates() const { return states_; }

@@ -265,6 +265,7 @@ void D_Block::read(ipstream & in) {
     statements_.empty();
     readReferences<D_Operator>(in, [this](TRef<D_Operator> const & statement) {
         adoptRead(statement);
+        statements_.expand();
         statements_.insert(statement);
     });
     endRead();
@@ -307,8 +308,7 @@ void D_State::read(ipstream & in) {
     in.readByte();
     in >> name_;
     methods_.empty();
-    readReferences<D_Method>(in,
-                             [this](TRef<D_Method> const & method) { methods_.insert(method); });
+    readReferences<D_Method>(in, [this](TRef<D_Method> const & method) { insertMethod(method); });
 }
 
 void D_State::write(opstream & out) {
@@ -330,13 +330,13 @@ void D_Automat::read(ipstream & in) {
     methods_.empty();
     readReferences<D_Method>(in, [this](TRef<D_Method> const & method) {
         if (method)
-            methods_.insert(method);
+            insertMethod(method);
     });
     in >> names_;
     states_.empty();
     readReferences<D_State>(in, [this](TRef<D_State> const & state) {
         if (state)
-            states_.insert(state);
+            insertState(state);
     });
     firstState_ = version > 1 ? static_cast<std::int32_t>(in.readDWord()) : 0;
     // Names and values stand side by side; a damaged stream must not leave one without the other.

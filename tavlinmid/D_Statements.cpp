@@ -11,6 +11,7 @@ G_DEFINE_CREATABLE(D_Condition, "Tavlin::D_Condition", D_Operator)
 G_DEFINE_CREATABLE(D_State, "Tavlin::D_State", RefCounter)
 
 void D_Block::insertOperator(TRef<D_Operator> const & statement) {
+    statements_.expand();
     statements_.insert(statement);
     adopt(statement);
 }

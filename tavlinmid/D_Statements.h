@@ -73,7 +73,10 @@ class ONDREL_API D_State : public RefCounter {
     explicit D_State(NameLinkID name) : name_(name) {}
 
     NameLinkID getName() const { return name_; }
-    void insertMethod(TRef<D_Method> const & method) { methods_.insert(method); }
+    void insertMethod(TRef<D_Method> const & method) {
+        methods_.expand();
+        methods_.insert(method);
+    }
     TRefVector<D_Method> getMethods() const { return methods_; }
     /// The first method of that name; null when there is none. Not counted.
     D_Method * findMethod(NameLinkID name) const;
