@@ -323,6 +323,21 @@ bool ipstream::match(unsigned char const * bytes, int count, int & broken) {
     return true;
 }
 
+namespace {
+
+/// Holds an object that counts who holds it; one that nobody has taken by then ends with this. Null
+/// for one that does not count.
+std::shared_ptr<void const> held(GStreamable & object) {
+    auto const & care = ondrel_detail::g_readingCare;
+    void * const cared = care.begin ? care.begin(object) : nullptr;
+    if (!cared)
+        return nullptr;
+    return std::shared_ptr<void const>(
+        cared, [cared](void const *) { ondrel_detail::g_readingCare.end(cared, false); });
+}
+
+} // namespace
+
 /// Steps over the data of an object of an unknown class and over its suffix. The objects in it
 /// are read, since later references may mean them. The end of the stream is an end, too.
 void ipstream::skipObject(std::uint32_t start, GString const & name) {
@@ -333,8 +348,11 @@ void ipstream::skipObject(std::uint32_t start, GString const & name) {
         if (byte == prefix[0]) {
             if (!match(prefix + 1, 3, byte))
                 continue;
-            readBody({static_cast<std::uint32_t>(countOfReadBytes_) - 4, Format::Current}, nullptr,
-                     typeid(GStreamable));
+            void * const inner =
+                readBody({static_cast<std::uint32_t>(countOfReadBytes_) - 4, Format::Current},
+                         nullptr, typeid(GStreamable));
+            if (auto holder = inner ? held(*static_cast<GStreamable *>(inner)) : nullptr)
+                keep(std::move(holder));
         } else if (byte == suffix[0]) {
             if (!match(suffix + 1, 3, byte))
                 continue;

@@ -324,6 +324,30 @@ TEST(ObjectCreator, IsEmptyForWhatIsNoObject) {
     EXPECT_EQ(Thing::alive, before) << "what was not handed over ends with its creator";
 }
 
+// A class that came with a later version, and two objects within; a number behind it means the
+// second of them.
+TEST(ObjectCreator, WhatNobodyTakesOfAnUnknownObjectEndsWithTheStream) {
+    int const before = Datum::alive;
+    Bytes bytes;
+    bytes.byte(2).open("test::Later");
+    for (std::uint32_t const value : {5u, 6u})
+        bytes.byte(2).open("test::Datum").byte(2).dword(0).dword(value).close();
+    bytes.close().byte(1).word(2);
+    std::string content = bytes.str();
+    TRef<Object> taken;
+    {
+        impstream in(content.data(), static_cast<long>(content.size()), GIO::ReadMode);
+        EXPECT_EQ(static_cast<Object *>(ObjectCreator(in)), nullptr);
+        EXPECT_EQ(Datum::alive, before + 2);
+        taken = TRef<Object>(static_cast<Object *>(ObjectCreator(in)));
+    }
+    ASSERT_TRUE(taken);
+    EXPECT_EQ(gcast<Datum>(taken.pointer())->value, 6);
+    EXPECT_EQ(Datum::alive, before + 1);
+    taken.empty();
+    EXPECT_EQ(Datum::alive, before);
+}
+
 TEST(ObjectCreator, LoserWaitsForTheEndOfAPause) {
     int const before = Datum::alive;
     TRef<Datum> const present(new Datum(7));
