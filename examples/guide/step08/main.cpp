@@ -19,7 +19,7 @@ bool load(Harbour & harbour, char const * path) {
     ifpstream in(path, GIO::ReadMode, GFileIO::ExistingOnly, GFileIO::ShareRead);
     try {
         in.readStreamable(harbour);
-        if (in.good())
+        if (in.good() && harbour.lamp()) // what begins with an unknown class is stepped over
             return true;
     } catch (GLibraryException const & exception) {
         std::fprintf(stderr, "%s\n", exception.getMessage().c_str());
