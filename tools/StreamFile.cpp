@@ -56,7 +56,8 @@ bool isPassing(std::string const & name) {
     return isStandard(name) || (platform::fileStatus(name.c_str(), status) && status.special);
 }
 
-/// Bytes that lie in a file as long as this is there.
+/// Bytes that lie in a file until it has been opened: whatever ends the program, even that nobody
+/// reads its output any more, leaves nothing behind.
 class Spool {
   public:
     explicit Spool(std::string const & bytes)
@@ -326,11 +327,10 @@ void reportBreaks(ObjectStream const & stream, std::string const & file) {
 
 struct StreamFile::Resources {
     explicit Resources(std::string const & name) : store(name) {}
-    explicit Resources(std::unique_ptr<Spool> bytes)
-        : spool(std::move(bytes)), store(spool->name()) {}
+    explicit Resources(Spool const & spool) : store(spool.name()), isPassing(true) {}
 
-    std::unique_ptr<Spool> const spool; // outlives the store
     Store store;
+    bool const isPassing = false;
     std::vector<Entry> entries;
 };
 
@@ -342,7 +342,7 @@ StreamFile::StreamFile(std::string const & name, Inflating inflating)
         return;
     content_ = contentOf(name);
     if (mayHold && passes && content_.find(sectionMagic) != content_.npos &&
-        take(std::make_unique<Resources>(std::make_unique<Spool>(content_))))
+        take(std::make_unique<Resources>(Spool(content_))))
         content_ = std::string();
 }
 
@@ -350,7 +350,7 @@ StreamFile::StreamFile(std::string const & name, Inflating inflating)
 bool StreamFile::take(std::unique_ptr<Resources> resources) {
     Store::Content const content = resources->store.content();
     if (content == Store::Content::NoDirectory) {
-        if (resources->spool)
+        if (resources->isPassing)
             throw Failure(Damaged, "standard input is a resource file, but has no directory that "
                                    "can be read");
         resources->store.requireDirectory();
