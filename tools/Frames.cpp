@@ -368,6 +368,17 @@ bool beginsObject(std::string_view bytes) {
     return bytes.substr(at, prefix.size()) == prefix && nameAt(bytes, at + prefix.size()).isValid;
 }
 
+std::string_view olderClassAt(std::string_view bytes, std::size_t at) {
+    if (bytes[at] != '{')
+        return {};
+    Name const name = nameAt(bytes, at + 1);
+    bool const isClass = name.isPlain && name.text.size() > 2 &&
+                         std::all_of(name.text.begin(), name.text.end(), [](char c) {
+                             return isLetter(c) || (c >= '0' && c <= '9') || c == ':';
+                         });
+    return isClass ? name.text : std::string_view();
+}
+
 std::string faultText(Frame const & frame, std::string_view bytes) {
     auto const number = [](std::size_t value) { return std::to_string(value); };
     switch (frame.fault) {

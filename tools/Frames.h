@@ -74,6 +74,10 @@ FrameTree scanFrames(std::string_view bytes);
 /// Whether an object begins there, by pointer or in place, as far as its first name tells.
 bool beginsObject(std::string_view bytes);
 
+/// The class of an object that perhaps begins there in the older frame, from "{" to "]"; empty when
+/// none does. Where it ends nobody knows who does not know the class.
+std::string_view olderClassAt(std::string_view bytes, std::size_t at);
+
 /// What is wrong with a broken frame, in words.
 std::string faultText(Frame const & frame, std::string_view bytes);
 

@@ -34,6 +34,13 @@ struct Options {
     bool raw = false;
 };
 
+/// What perhaps stands in data.
+struct Guesses {
+    std::vector<Reference> references;
+    /// Where objects in the older frame begin.
+    std::vector<std::size_t> older;
+};
+
 /// What the two forms of output make of a stream.
 class Teller {
   public:
@@ -45,8 +52,7 @@ class Teller {
     /// `isKnown`: its class tells what its data are.
     virtual void beginObject(Frame const & frame, bool isKnown) = 0;
     virtual void endObject(Frame const & frame) = 0;
-    virtual void tellData(std::size_t begin, std::size_t end,
-                          std::vector<Reference> const & guesses) = 0;
+    virtual void tellData(std::size_t begin, std::size_t end, Guesses const & guesses) = 0;
     virtual void tellReference(Reference const & reference) = 0;
 };
 
@@ -118,9 +124,9 @@ class Walk {
             teller_.tellData(begin, end, {});
     }
 
-    /// Bytes that are those of references to objects which have begun.
-    std::vector<Reference> guesses(std::size_t begin, std::size_t end) const {
-        std::vector<Reference> found;
+    /// Bytes that are those of references to objects which have begun, or of an older frame.
+    Guesses guesses(std::size_t begin, std::size_t end) const {
+        Guesses found;
         std::string_view const bytes = part_.bytes();
         auto const number = [&](std::size_t at, std::size_t size) {
             std::uint32_t value = 0;
@@ -130,13 +136,16 @@ class Walk {
             return value;
         };
         for (std::size_t at = begin; at + 3 <= end; ++at) {
+            std::size_t const older = olderClassAt(bytes, at).size();
+            if (older > 0 && at + 3 + older <= end)
+                found.older.push_back(at);
             if (bytes[at] != 1)
                 continue;
             Reference guess{at, 3, number(at + 1, 2), false};
             if (guess.number == 0xFFFF && at + 7 <= end)
                 guess = {at, 7, number(at + 3, 4), false};
             if (guess.number > 0 && guess.number <= begun_)
-                found.push_back(guess);
+                found.references.push_back(guess);
         }
         return found;
     }
@@ -222,8 +231,7 @@ class TextTeller : public Teller {
         --depth_;
     }
 
-    void tellData(std::size_t from, std::size_t to,
-                  std::vector<Reference> const & guesses) override {
+    void tellData(std::size_t from, std::size_t to, Guesses const & guesses) override {
         begin();
         std::printf("data at %zu, %zu bytes", from, to - from);
         if (options_.data) {
@@ -232,14 +240,13 @@ class TextTeller : public Teller {
                         to - from > excerptSize ? " ..." : "", excerptText(excerpt).c_str());
         }
         std::putchar('\n');
-        for (std::size_t i = 0; i < std::min(guesses.size(), greatestGuesses); ++i) {
-            begin();
-            std::printf("  perhaps -> %s at %zu\n", nameOf(guesses[i]).c_str(), guesses[i].at);
-        }
-        if (guesses.size() > greatestGuesses) {
-            begin();
-            std::printf("  perhaps %zu more\n", guesses.size() - greatestGuesses);
-        }
+        tellSome(guesses.references, [this](Reference const & guess) {
+            std::printf("-> %s at %zu", nameOf(guess).c_str(), guess.at);
+        });
+        tellSome(guesses.older, [this](std::size_t at) {
+            std::printf("an older frame of %s at %zu", escaped(olderClassAt(bytes_, at)).c_str(),
+                        at);
+        });
     }
 
     void tellReference(Reference const & reference) override {
@@ -248,6 +255,20 @@ class TextTeller : public Teller {
     }
 
   private:
+    template <class Guess, class Tell>
+    void tellSome(std::vector<Guess> const & guesses, Tell const & tell) const {
+        for (std::size_t i = 0; i < std::min(guesses.size(), greatestGuesses); ++i) {
+            begin();
+            std::printf("  perhaps ");
+            tell(guesses[i]);
+            std::putchar('\n');
+        }
+        if (guesses.size() > greatestGuesses) {
+            begin();
+            std::printf("  perhaps %zu more\n", guesses.size() - greatestGuesses);
+        }
+    }
+
     void begin() const {
         std::printf("%*s", static_cast<int>(2 * std::min(depth_, greatestIndent)), "");
         if (depth_ > greatestIndent)
@@ -325,17 +346,25 @@ class JsonTeller : public Teller {
         json_.endObject();
     }
 
-    void tellData(std::size_t from, std::size_t to,
-                  std::vector<Reference> const & guesses) override {
+    void tellData(std::size_t from, std::size_t to, Guesses const & guesses) override {
         beginItem("data", from, to - from);
         if (options_.data) {
             std::string_view const excerpt = bytes_.substr(from, std::min(to - from, excerptSize));
             json_.member("hex", excerptHex(excerpt)).member("text", excerptText(excerpt));
         }
-        if (!guesses.empty()) {
+        if (!guesses.references.empty()) {
             json_.key("perhaps").beginArray();
-            for (Reference const & guess : guesses)
+            for (Reference const & guess : guesses.references)
                 tellReference(guess);
+            json_.endArray();
+        }
+        if (!guesses.older.empty()) {
+            json_.key("older").beginArray();
+            for (std::size_t const at : guesses.older)
+                json_.beginObject()
+                    .member("offset", static_cast<Position>(at))
+                    .member("class", olderClassAt(bytes_, at))
+                    .endObject();
             json_.endArray();
         }
         json_.endObject();

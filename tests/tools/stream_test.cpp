@@ -118,6 +118,8 @@ TEST_F(Stream, ShowsWhatStandsInBytesWrittenByHand) {
     std::string const swapped = prefix + "\0\x01S"s + suffix;
     EXPECT_EQ(show(swapped + number(swapped.size(), 4) + "\0\x01S"s).out,
               "#1 S at 0, 18 bytes, in place, swapped\n");
+    EXPECT_EQ(show("\x02{" + text("T::Node") + "*]{\x01").out,
+              "data at 0, 15 bytes\n  perhaps an older frame of T::Node at 1\n");
     // Names are those of a file, and may be made to steer a terminal.
     EXPECT_EQ(show(frame("T::\xC2\x9BX", "")).out, "#1 T::\\xc2\\x9bX at 0, 28 bytes, in place\n");
 }
