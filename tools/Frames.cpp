@@ -72,6 +72,29 @@ Name nameAt(std::string_view bytes, std::size_t at) {
     return swapped.isValid ? swapped : name;
 }
 
+/// What is there of a name that the end of all cuts; it is plain if there could be one.
+Name cutNameAt(std::string_view bytes, std::size_t at) {
+    Name name;
+    name.raw = bytes.substr(at);
+    name.end = bytes.size();
+    if (name.raw.size() < 2) {
+        name.isPlain = true;
+        return name;
+    }
+    auto const first = static_cast<unsigned char>(bytes[at]);
+    auto const second = static_cast<unsigned char>(bytes[at + 1]);
+    name.text = name.raw.substr(2);
+    auto const isCut = [&](std::size_t length) {
+        return length <= greatestName && length > name.text.size();
+    };
+    name.swapped = !isCut(first | second << 8);
+    name.isPlain = (!name.swapped || isCut(first << 8 | second)) &&
+                   (name.text.empty() || isLetter(name.text.front())) &&
+                   std::all_of(name.text.begin(), name.text.end(),
+                               [](char c) { return c >= 0x20 && c < 0x7F; });
+    return name;
+}
+
 std::vector<std::size_t> placesOf(std::string_view pattern, std::string_view bytes) {
     std::vector<std::size_t> places;
     for (std::size_t at = 0; (at = bytes.find(pattern, at)) != bytes.npos; at += pattern.size()) {
@@ -235,7 +258,9 @@ class Scanner {
 
     /// False when there is no name that one could go by.
     bool measure(Begin const & begin, Frame & frame) const {
-        Name const front = nameAt(bytes_, begin.at + 4);
+        Name front = nameAt(bytes_, begin.at + 4);
+        if (begin.suffix == unknown && !front.isPlain)
+            front = cutNameAt(bytes_, begin.at + 4);
         frame.begin = begin.at;
         frame.dataEnd = begin.suffix;
         frame.end = unknown;
@@ -274,7 +299,9 @@ class Scanner {
             case Fault::Suffix:
                 return difference(begin.suffix, suffix);
             case Fault::Names:
-                return front.isValid ? difference(begin.suffix + 8, front.raw) : begin.at + 4;
+                return front.isValid
+                           ? difference(begin.suffix + 8, front.raw)
+                           : difference(begin.at + 4, nameAt(bytes_, begin.suffix + 8).raw);
             default:
                 return bytes_.size();
         }

@@ -604,8 +604,10 @@ void addWorld(CLI::App & program, int & status) {
         ->required();
     command->add_option("--generation", options->generation,
                         "The name or the address of a resource (the last one that holds agents)");
-    command->add_option("--agent", options->agents,
-                        "Only the agent of that name; may be given several times");
+    command
+        ->add_option("--agent", options->agents,
+                     "Only the agent of that name; may be given several times")
+        ->allow_extra_args(false);
     command->add_flag("--json", options->json, "As JSON");
     command->callback([options, &status] { run(*options, status); });
 }
