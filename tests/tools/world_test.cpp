@@ -157,6 +157,8 @@ TEST_F(SavedWorld, IsShownOutOfAPlainStream) {
         save.withDump = withDump;
         ofpstream out(directory.name("s").c_str(), GIO::WriteMode, GFileIO::CreateAndTruncate,
                       GFileIO::ShareNone);
+        // The village has its dump in the usual order.
+        out.endian(withDump ? pstream::SwappedEndian : pstream::NativeEndian);
         out.writePointer(&save);
         out.close();
         Json const shown = json({"s"});
