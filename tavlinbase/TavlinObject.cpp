@@ -103,8 +103,9 @@ Object::~Object() {
         if (!iface || iface->ending_)
             continue;
         iface->listed_ = false;
-        // Whoever still holds an interface keeps it, without the object.
-        if (iface->getReferenceCount() > 0)
+        // Whoever still holds an interface keeps it, without the object; so does a stream that has
+        // to answer for it.
+        if (iface->getReferenceCount() > 0 || iface->creators_ > 0)
             iface->object_ = nullptr;
         else
             iface->RefCounter::onFinalRelease();

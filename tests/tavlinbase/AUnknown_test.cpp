@@ -204,6 +204,24 @@ TEST_F(AUnknownTest, DamagedStreamGivesAnInterfaceOneOwner) {
     EXPECT_EQ(labels(), 0);
 }
 
+// What stands in an object of an unknown class is the stream's until its end.
+TEST_F(AUnknownTest, InterfaceOfAnEndedObjectStaysWithTheStreamThatHoldsIt) {
+    Bytes bytes;
+    bytes.byte(2).open("test::Unknown");
+    bytes.open("test::ILabel").byte(1).byte(0).dword(7).close().close();
+    bytes.byte(2).open("test::Thing").byte(2).dword(1).byte(1).word(1).close();
+    {
+        Input in(bytes.str());
+        EXPECT_EQ(in->readPointer<Object>(), nullptr);
+        TRef<Object> thing(in->readPointer<Object>());
+        ASSERT_TRUE(thing && thing->queryInterface(&ILabel::metaclass_));
+        thing.empty();
+        EXPECT_EQ(things(), 0);
+        EXPECT_EQ(labels(), 1);
+    }
+    EXPECT_EQ(labels(), 0);
+}
+
 // An object that is an interface by its class ends by itself, whoever lists it.
 TEST_F(AUnknownTest, DamagedStreamGivesAnObjectNoOtherObjectAsAnInterface) {
     Bytes bytes;
