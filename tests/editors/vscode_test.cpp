@@ -221,7 +221,7 @@ TEST(VsCode, SnippetsAreOfTheLanguage) {
 
 TEST(VsCode, TheProblemMatcherTakesTheLintersLinesApart) {
     TemporaryDirectory directory;
-    directory.put("a b.aut", "State S\n{\nMethod Step\n{\na = b -1\n}\n}\n");
+    directory.put("a b.aut", "State S\n{\nMethod Step\n{\na = b -1\nMove(1 2)\n}\n}\n");
     Outcome const run = runProgram(directory, {"lint", "a b.aut"});
     Json const matcher = parsed("package.json").at("contributes").at("problemMatchers").at(0);
     Json const & pattern = matcher.at("pattern");
@@ -242,7 +242,7 @@ TEST(VsCode, TheProblemMatcherTakesTheLintersLinesApart) {
         EXPECT_EQ(line.substr(line.size() - part("code").size() - 2), '[' + part("code") + ']');
     }
     std::vector<Problem> const expected{{"a b.aut", "5", "7", "error"},
-                                        {"a b.aut", "5", "1", "warning"}};
+                                        {"a b.aut", "6", "6", "warning"}};
     ASSERT_GE(problems.size(), 2u) << run.out << run.err;
     for (Problem const & problem : expected)
         EXPECT_EQ(std::count(problems.begin(), problems.end(), problem), 1)
