@@ -67,9 +67,12 @@ TEST_F(TraceTest, ShowsTheChannelsThatAreOnAndKeepsThem) {
 TEST_F(TraceTest, IsSteeredFromTheKeyboardAndByOptions) {
     std::future<Outcome> tool =
         start({"--only", "a/b", "--only", "c", "--lines", "2", "--color", "always"},
-              "nonsense\non c d\nlist\n");
+              "nonsense\non c d\nlist\non last line\n");
     Tavlin::Tracer tracer;
     find(tracer);
+    // What is typed is read beside the lines, so it may come late.
+    while (runProgram(folder, {"trace", "list", "--json"}).out.find("last") == std::string::npos)
+        std::this_thread::yield();
     tracer.output("a", "b", "first");
     tracer.output("a", "x", "unwanted");
     tracer.output("c", "y", "second");
