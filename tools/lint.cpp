@@ -87,9 +87,15 @@ int lint(Options const & options) {
         if (!findLintRule(name))
             throw Failure(WrongUsage, "there is no rule " + name + "; --rules lists them");
     std::vector<Finding> findings;
+    bool isComplete = true;
     for (std::string const & file : options.files) {
         stopIfInterrupted();
-        lintScript(file, findings);
+        try {
+            lintScript(file, findings);
+        } catch (Failure const & failure) { // the others are worth reading all the same
+            std::fprintf(stderr, "ondrel: %s\n", failure.what());
+            isComplete = false;
+        }
     }
     tidyFindings(findings, {options.leftOut.begin(), options.leftOut.end()});
     std::int64_t const errors =
@@ -104,6 +110,8 @@ int lint(Options const & options) {
             std::fprintf(stderr, "%s, %s\n", counted(errors, "error").c_str(),
                          counted(std::int64_t(findings.size()) - errors, "warning").c_str());
     }
+    if (!isComplete)
+        return NotDone;
     return errors > 0 ? Damaged : findings.empty() ? Done : Remarks;
 }
 
