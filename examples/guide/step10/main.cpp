@@ -100,7 +100,9 @@ int main(int argc, char ** argv) {
         return 1;
     std::puts("and now a second run, which crashes:");
     std::fflush(stdout);
-    int const ended = std::system(("\"" + std::string(argv[0]) + "\" crash").c_str());
+    std::string again = "\"";
+    again.append(argv[0]).append("\" crash");
+    int const ended = std::system(again.c_str());
     std::printf("it ended %s\n", ended == 0 ? "well" : "badly");
     printLog();
     std::filesystem::remove(logFile);
