@@ -25,15 +25,21 @@ class CallDepth {
     CallDepth & operator=(CallDepth const &) = delete;
 
     /// The stack of a thread may be smaller than the limit, or mostly used when the run begins.
+    /// Once a call is too deep, all are until the outermost has ended: who calls itself twice would
+    /// otherwise do so again from each depth, and double with every one.
     bool tooDeep() const {
         std::uintptr_t const now = here();
         std::uintptr_t const used = now < base_ ? base_ - now : now - base_;
-        return used > limit || (used > unasked && platform::stackIsLow());
+        if (used <= limit && (used <= unasked || !platform::stackIsLow()))
+            return false;
+        base_ = farAway;
+        return true;
     }
 
   private:
     static constexpr std::uintptr_t limit = 1u << 20;
     static constexpr std::uintptr_t unasked = 1u << 14; // so that flat calls do not ask the system
+    static constexpr std::uintptr_t farAway = 1;        // from any stack
     static thread_local constinit std::uintptr_t base_;
     static std::uintptr_t here() {
         return reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));

@@ -169,6 +169,14 @@ TEST_F(D_Expressions, PathsStartAtTheirAlias) {
     EXPECT_EQ(variable(automat, "a"), "0") << "an object that is not found stops the block";
 }
 
+// From each depth it would call itself once more, and double.
+TEST_F(D_Expressions, ScriptThatCallsItselfTwiceEndsAtOnceAndItsCallerGoesOn) {
+    TRef<Automat> const automat = run("State S\n{\nMethod Go\n{\nTwice()\ninherited.Then()\n}\n"
+                                      "Method Twice\n{\nTwice()\nTwice()\n}\n}\n");
+    EXPECT_TRUE(send(automat, "Go"));
+    EXPECT_EQ(recorder->calls, std::vector<std::string>{"Then()"});
+}
+
 TEST_F(D_Expressions, ScriptThatCallsItselfWithoutEndIsStopped) {
     TRef<Automat> const automat =
         run("n := 0\nState S\n{\nMethod Again\n{\nn = n + 1\nAgain()\n}\n}\n");
