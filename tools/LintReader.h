@@ -65,17 +65,11 @@ struct Dropped {
 /// A method or condition whose body is open.
 struct Body {
     AutomatSpan span;
-    int method = -1; // its index; -1 for a condition
-    bool isBraced = false;
+    int method = -1;                  // its index; -1 for a condition
     std::optional<AutomatSpan> first; // the statement that came in place of the brace
 };
 
 enum class Header { Nothing, State, Method, Condition };
-
-struct Brace {
-    Header header;
-    AutomatSpan span;
-};
 
 struct Method {
     std::string name;
@@ -192,7 +186,7 @@ class LintReader : public Tavlin::AutomatObserver {
 
     Header header_ = Header::Nothing; // wants a brace next
     std::vector<Body> bodies_;
-    std::vector<Brace> braces_;
+    std::vector<AutomatSpan> braces_; // the open ones
     bool areBracesTold_ = false;
     bool isStructureLost_ = false; // what belongs to what is not sure any more
     bool isForeign_ = false;       // the last statement is of another language

@@ -353,7 +353,7 @@ void LintReader::onMethod(std::string const & name, bool isGlobal, AutomatSpan c
     bracesMustBeClosed(isGlobal ? 0 : 1, "method", span);
     int const state = isGlobal ? -1 : static_cast<int>(states_.size()) - 1;
     methods_.push_back({name, state, span, !isStructureLost_});
-    bodies_.push_back({span, static_cast<int>(methods_.size()) - 1, false, {}});
+    bodies_.push_back({span, static_cast<int>(methods_.size()) - 1, {}});
     header_ = Header::Method;
     isOutsideTold_ = false;
 }
@@ -376,8 +376,8 @@ void LintReader::bracesMustBeClosed(std::size_t depth, std::string const & what,
     if (braces_.size() <= depth || areBracesTold_)
         return;
     add("braces", span,
-        "this " + what + " begins while the `{` of " +
-            lineOf(braces_.back().span.begin, span.begin) + " is open: a `}` is missing");
+        "this " + what + " begins while the `{` of " + lineOf(braces_.back().begin, span.begin) +
+            " is open: a `}` is missing");
     loseBraces();
 }
 
@@ -390,9 +390,7 @@ void LintReader::onOpenBrace(AutomatSpan const & span) {
                 "it");
         loseBraces();
     }
-    if ((header == Header::Method || header == Header::Condition) && !bodies_.empty())
-        bodies_.back().isBraced = true;
-    braces_.push_back({header, span});
+    braces_.push_back(span);
 }
 
 void LintReader::onCloseBrace(AutomatSpan const & span) {
@@ -418,7 +416,7 @@ void LintReader::onCloseBrace(AutomatSpan const & span) {
 }
 
 void LintReader::onCondition(AutomatSpan const & span) {
-    bodies_.push_back({span, -1, false, {}});
+    bodies_.push_back({span, -1, {}});
     header_ = Header::Condition;
 }
 

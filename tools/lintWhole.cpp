@@ -36,7 +36,7 @@ void LintReader::finishBraces() {
     if (header_ == Header::State || header_ == Header::Method)
         bodyIsMissing({});
     if (!braces_.empty() && !areBracesTold_)
-        add("braces", braces_.back().span, "this `{` is not closed");
+        add("braces", braces_.back(), "this `{` is not closed");
 }
 
 void LintReader::findWays() {
